@@ -1,0 +1,11 @@
+# KELD_SANITIZE=address gives AddressSanitizer with UndefinedBehaviorSanitizer,
+# KELD_SANITIZE=thread gives ThreadSanitizer. Applied to every target.
+if(KELD_SANITIZE STREQUAL "address")
+  add_compile_options(-fsanitize=address,undefined -fno-omit-frame-pointer -fno-sanitize-recover=undefined)
+  add_link_options(-fsanitize=address,undefined)
+elseif(KELD_SANITIZE STREQUAL "thread")
+  add_compile_options(-fsanitize=thread -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=thread)
+elseif(NOT KELD_SANITIZE STREQUAL "none" AND NOT KELD_SANITIZE STREQUAL "OFF")
+  message(FATAL_ERROR "KELD_SANITIZE must be none, address or thread")
+endif()
