@@ -27,3 +27,21 @@ TEST(CApi, VersionExports) {
   EXPECT_EQ(nKELDCFGC_18_5::getOldestCompatibleVersion(status).word(), 0x02600000u);
   EXPECT_EQ(status, 7);
 }
+
+TEST(CApi, QueryVersionLocally) {
+  std::uint32_t version = 0;
+  EXPECT_EQ(cfgQueryVersion(nullptr, &version), 0);
+  EXPECT_EQ(version, 0x1250C000u);
+  version = 0;
+  EXPECT_EQ(cfgQueryVersion("127.0.0.1", &version), 0);
+  EXPECT_EQ(version, 0x1250C000u);
+  EXPECT_EQ(static_cast<std::uint32_t>(cfgQueryVersion(nullptr, nullptr)), 0xBFFF8007u);
+}
+
+TEST(CApi, LongestTableTextArrivesWhole) {
+  char text[300];
+  std::memset(text, 'x', sizeof text);
+  EXPECT_EQ(cfgGetErrorText(0xBFFF801B, text), 0);
+  EXPECT_EQ(std::strlen(text), 249u);
+  EXPECT_EQ(std::string(text).substr(0, 20), "Packet loss has been");
+}
