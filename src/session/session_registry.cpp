@@ -1,5 +1,6 @@
 #include "session/session_registry.h"
 
+#include <algorithm>
 #include <boost/multi_index/indexed_by.hpp>
 #include <boost/multi_index/member.hpp>
 #include <boost/multi_index/ordered_index.hpp>
@@ -56,9 +57,14 @@ class ConfigSessionMap {
   void CloseAll() {
     ScopedLock guard(sessionMapLock);
     while (!sessions.empty()) CloseSession(*sessions.get<ById>().begin());
+    while (!unregistered.empty()) CloseSession(unregistered.front());
   }
 
   SessionContainer sessions;
+  // Sessions that lost a registration race with an equal key: their callers
+  // hold them, no id names them. They are kept here so that unload still
+  // closes and frees them.
+  std::vector<ConfigSession*> unregistered;
 };
 
 ConfigSessionMap sessionMap;
@@ -141,7 +147,7 @@ Status CreateSession(ConfigSession** out, std::uint32_t driverType, const char* 
     session->id = nextSessionId;
     nextSessionId = nextSessionId + 1 == 0 ? 1 : nextSessionId + 1;
     // A racing registration with an equal key or id is dropped silently.
-    sessionMap.sessions.insert(session);
+    if (!sessionMap.sessions.insert(session).second) sessionMap.unregistered.push_back(session);
   }
   *out = session;
   return status;
@@ -181,7 +187,12 @@ void CloseSession(ConfigSession* session) {
   ScopedLock guard(sessionMapLock);
   auto& byId = sessionMap.sessions.get<ById>();
   auto it = byId.find(session->id);
-  if (it != byId.end() && *it == session) byId.erase(it);
+  if (it != byId.end() && *it == session) {
+    byId.erase(it);
+  } else {
+    auto& loose = sessionMap.unregistered;
+    loose.erase(std::remove(loose.begin(), loose.end(), session), loose.end());
+  }
   session->Close();
   delete session;
 }

@@ -143,3 +143,20 @@ TEST(CFGString, FormatStringHasNoLengthLimit) {
 
 }  // namespace
 }  // namespace keld
+
+namespace keld {
+namespace {
+
+TEST(CFGString, FailedAllocationSetsErrorAndRefusesLaterAssignments) {
+  CFGString s("last good");
+  s.Reserve(std::uint64_t{1} << 62);  // cannot be had
+  EXPECT_EQ(s.error(), 1u);
+  EXPECT_STREQ(s.c_str(), "last good");
+  EXPECT_EQ(s.capacity(), 32u);
+  s = "refused";  // from now on every assignment is refused
+  EXPECT_STREQ(s.c_str(), "last good");
+  EXPECT_EQ(s.error(), 1u);
+}
+
+}  // namespace
+}  // namespace keld
