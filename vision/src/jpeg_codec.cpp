@@ -49,6 +49,11 @@ OdvStatus CompressJpeg(const Image* image, int quality, Buffer* out) {
   jpeg_set_defaults(&info);
   jpeg_set_quality(&info, quality, TRUE);
   info.dct_method = JDCT_ISLOW;
+  // Full-resolution colour: fine colour edges of machine-vision images survive.
+  for (int c = 0; c < info.num_components; ++c) {
+    info.comp_info[c].h_samp_factor = 1;
+    info.comp_info[c].v_samp_factor = 1;
+  }
   jpeg_start_compress(&info, TRUE);
   while (info.next_scanline < info.image_height) {
     JSAMPROW row = image->Row(info.next_scanline);

@@ -185,6 +185,9 @@ OdvStatus ReadDescriptor(const std::uint8_t* bytes, std::uint64_t count, Descrip
 // Unpacks into *image (created where null) from a checked descriptor and a
 // payload of exactly its announced size.
 OdvStatus Unpack(Image** image, const Descriptor& d, const std::uint8_t* payload) {
+  // The payload is checked before the target is touched, so that a refused
+  // image leaves the caller's image as it was.
+  if (d.payloadSize != 0 && ChecksumOf(payload, d.payloadSize) != d.payloadCheck) return ODV_E_CORRUPT;
   Image* target = nullptr;
   OdvStatus status = ODV_SUCCESS;
   if (*image == nullptr) {
@@ -200,18 +203,14 @@ OdvStatus Unpack(Image** image, const Descriptor& d, const std::uint8_t* payload
   if (d.bitDepth <= 8 * target->PixelSize()) target->header[ODV_WORD_BIT_DEPTH] = d.bitDepth;
   if (d.rawSize == 0) return ODV_SUCCESS;
   if (d.codec == kCodecRaw) {
-    Checksum sum;
     if (target->Contiguous()) {
-      sum.CopyAndUpdate(target->Row(0), payload, d.rawSize);
+      std::memcpy(target->Row(0), payload, d.rawSize);
     } else {
       const std::uint64_t rowBytes = target->RowBytes();
-      for (std::uint32_t y = 0; y < d.height; ++y) sum.CopyAndUpdate(target->Row(y), payload + y * rowBytes, rowBytes);
+      for (std::uint32_t y = 0; y < d.height; ++y) std::memcpy(target->Row(y), payload + y * rowBytes, rowBytes);
     }
-    // Checked after the copy so that the pixels are read once; a mismatch
-    // leaves the pixels undefined but the image valid.
-    return sum.Value() == d.payloadCheck ? ODV_SUCCESS : ODV_E_CORRUPT;
+    return ODV_SUCCESS;
   }
-  if (ChecksumOf(payload, d.payloadSize) != d.payloadCheck) return ODV_E_CORRUPT;
   if (d.codec == kCodecJpeg) return DecompressJpeg(payload, d.payloadSize, target);
   if (target->Contiguous())
     return DecompressLossless(d.codec, payload, d.payloadSize, target->Row(0), d.rawSize, d.chunkBytes);
