@@ -17,8 +17,9 @@ inline constexpr std::uint32_t kCodecLz4 = 1;
 inline constexpr std::uint32_t kCodecZstd = 2;
 inline constexpr std::uint32_t kCodecJpeg = 3;
 
-// The codec that compression type 1 writes; both are read.
-inline constexpr std::uint32_t kLosslessCodec = kCodecLz4;
+// The codec that compression type 1 writes (chosen by measurement on camera
+// frames); both are read.
+inline constexpr std::uint32_t kLosslessCodec = kCodecZstd;
 
 struct FreeDeleter {
   void operator()(std::uint8_t* p) const { std::free(p); }
