@@ -336,7 +336,7 @@ TEST(Bayer, FourPatternsOfAKnownMosaic) {
       EXPECT_EQ(p[0], e.bgr[0]) << pattern << " " << e.x << "," << e.y;
       EXPECT_EQ(p[1], e.bgr[1]) << pattern << " " << e.x << "," << e.y;
       EXPECT_EQ(p[2], e.bgr[2]) << pattern << " " << e.x << "," << e.y;
-      EXPECT_EQ(p[3], 0);
+      EXPECT_EQ(p[3], 255);
     }
     for (std::uint32_t y = 0; y < 4; ++y) {
       for (std::uint32_t i = 0; i < 8; ++i) {

@@ -237,7 +237,7 @@ ODV_API uint32_t GetODVisSvcFMRTTLSIndex(void);
  * and 1<->3; by one column 0<->3 and 1<->2. Sources are 8-bit
  * (bitDepth <= 8) or 16-bit (9 to 16), `sourceRowPixels` pixels per line.
  * The destination (type RGB32; lineWidth pixels per line, padding on either
- * side untouched) gets width x height pixels with alpha 0. Algorithm 0 is
+ * side untouched) gets width x height pixels with alpha 255. Algorithm 0 is
  * bilinear interpolation with mirrored edges; others give the same result
  * here. Gains scale each channel before the cut to 8 bits. `revision` is
  * reserved and should be 1. */
