@@ -2,12 +2,11 @@
 
 #include <cstring>
 
+#include "odvissvc/odvissvc.h"
+
 namespace keld {
 
-void EnterNativeFrame() {
-  // The image library's SetThreadCore(0) goes here once that library is
-  // linked; without it the step does nothing.
-}
+void EnterNativeFrame() { SetThreadCore(0); }
 
 void CopyText(const CFGString& text, char* buffer, std::uint32_t size) {
   if (buffer == nullptr) return;
