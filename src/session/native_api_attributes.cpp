@@ -84,9 +84,12 @@ Status AttributesInfoFrame(std::uint32_t id, void* array, std::uint32_t* count, 
   return WithDeviceSession(id, [&](DeviceConfigSession& s) {
     const Status refresh = cachedOnly == 0 ? s.RefreshAttributes() : kSuccess;
     NVAttributeInfoList list;
-    Status status = s.GetNVAttributesInfo(&list, visibility);
-    if (status == kSuccess) status = list.ToArray(static_cast<KELDcfgAttrInfo*>(array), count);
-    return refresh != kSuccess ? refresh : status;
+    // An attribute whose flags or name cannot be read is listed all the
+    // same, so the list is copied out whatever the listing reported.
+    const Status listing = s.GetNVAttributesInfo(&list, visibility);
+    const Status copied = list.ToArray(static_cast<KELDcfgAttrInfo*>(array), count);
+    if (refresh != kSuccess) return refresh;
+    return listing != kSuccess ? listing : copied;
   });
 }
 
