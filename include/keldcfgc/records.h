@@ -87,6 +87,42 @@ typedef struct KELDnvEnumItem_struct {
   char Name[512];
 } KELDnvEnumItem_struct;
 
+/* One light head as the library knows it: identity, key store, either a
+ * sealed description (hexadecimal blob with signer and signature) or a plain
+ * one (limits and a lighting curve). Text fields are zero-terminated and
+ * zero-padded; 6056 bytes. */
+typedef struct LightHeadEntry {
+  double version;
+  char namePart1[64];
+  char namePart2[64];
+  char namePart3[32];
+  char namePart4[32];
+  char signerName[64];
+  char signerPublicKey[1024];
+  char masterSignerName[64];
+  char keyStoreSignature[1024];
+  char digitalSigner[64];
+  char digitalSignature[1024];
+  char binaryBlob[2048];
+  uint32_t algorithm;
+  uint32_t padding;
+  double maximumCurrentContinuous;
+  double maximumDutyCycleStrobed;
+  double curvePoints[32][2]; /* x, y pairs sorted by x */
+  uint64_t curvePointCount;  /* 0 to 32 */
+} LightHeadEntry;
+
+/* A light-head entry with what the library found out about it for a tool:
+ * whether it came from the session's target, whether it is the head the
+ * session names, and whether it passed the validity test; 6064 bytes. */
+typedef struct LightHeadRecord {
+  uint8_t onTarget;
+  uint8_t inUse;
+  uint8_t valid;
+  uint8_t padding[5];
+  LightHeadEntry entry;
+} LightHeadRecord;
+
 #ifdef __cplusplus
 #define KELDCFGC_STATIC_ASSERT static_assert
 #else
@@ -126,6 +162,27 @@ KELDCFGC_STATIC_ASSERT(offsetof(KELDcfgAttrInfo, Units) == 2574, "KELDcfgAttrInf
 KELDCFGC_STATIC_ASSERT(sizeof(KELDnvEnumItem_struct) == 520, "KELDnvEnumItem_struct size");
 KELDCFGC_STATIC_ASSERT(offsetof(KELDnvEnumItem_struct, Name) == 8, "KELDnvEnumItem_struct.Name");
 
+KELDCFGC_STATIC_ASSERT(sizeof(LightHeadEntry) == 6056, "LightHeadEntry size");
+KELDCFGC_STATIC_ASSERT(offsetof(LightHeadEntry, namePart1) == 8, "LightHeadEntry.namePart1");
+KELDCFGC_STATIC_ASSERT(offsetof(LightHeadEntry, namePart2) == 72, "LightHeadEntry.namePart2");
+KELDCFGC_STATIC_ASSERT(offsetof(LightHeadEntry, namePart3) == 136, "LightHeadEntry.namePart3");
+KELDCFGC_STATIC_ASSERT(offsetof(LightHeadEntry, namePart4) == 168, "LightHeadEntry.namePart4");
+KELDCFGC_STATIC_ASSERT(offsetof(LightHeadEntry, signerName) == 200, "LightHeadEntry.signerName");
+KELDCFGC_STATIC_ASSERT(offsetof(LightHeadEntry, signerPublicKey) == 264, "LightHeadEntry.signerPublicKey");
+KELDCFGC_STATIC_ASSERT(offsetof(LightHeadEntry, masterSignerName) == 1288, "LightHeadEntry.masterSignerName");
+KELDCFGC_STATIC_ASSERT(offsetof(LightHeadEntry, keyStoreSignature) == 1352, "LightHeadEntry.keyStoreSignature");
+KELDCFGC_STATIC_ASSERT(offsetof(LightHeadEntry, digitalSigner) == 2376, "LightHeadEntry.digitalSigner");
+KELDCFGC_STATIC_ASSERT(offsetof(LightHeadEntry, digitalSignature) == 2440, "LightHeadEntry.digitalSignature");
+KELDCFGC_STATIC_ASSERT(offsetof(LightHeadEntry, binaryBlob) == 3464, "LightHeadEntry.binaryBlob");
+KELDCFGC_STATIC_ASSERT(offsetof(LightHeadEntry, algorithm) == 5512, "LightHeadEntry.algorithm");
+KELDCFGC_STATIC_ASSERT(offsetof(LightHeadEntry, maximumCurrentContinuous) == 5520, "LightHeadEntry.maximumCurrentContinuous");
+KELDCFGC_STATIC_ASSERT(offsetof(LightHeadEntry, maximumDutyCycleStrobed) == 5528, "LightHeadEntry.maximumDutyCycleStrobed");
+KELDCFGC_STATIC_ASSERT(offsetof(LightHeadEntry, curvePoints) == 5536, "LightHeadEntry.curvePoints");
+KELDCFGC_STATIC_ASSERT(offsetof(LightHeadEntry, curvePointCount) == 6048, "LightHeadEntry.curvePointCount");
+KELDCFGC_STATIC_ASSERT(sizeof(LightHeadRecord) == 6064, "LightHeadRecord size");
+KELDCFGC_STATIC_ASSERT(offsetof(LightHeadRecord, inUse) == 1, "LightHeadRecord.inUse");
+KELDCFGC_STATIC_ASSERT(offsetof(LightHeadRecord, valid) == 2, "LightHeadRecord.valid");
+KELDCFGC_STATIC_ASSERT(offsetof(LightHeadRecord, entry) == 8, "LightHeadRecord.entry");
 #ifdef __cplusplus
 }
 #endif

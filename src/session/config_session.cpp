@@ -6,27 +6,6 @@ DeviceConfigSession::DeviceConfigSession(const char* name, Status* /*status*/) :
 
 DeviceConfigSession::~DeviceConfigSession() = default;
 
-// Operations over the cached lists and the attribute map. Their bodies come
-// with the attribute model; until then they are not served.
-Status DeviceConfigSession::RefreshCameraFileDataList(std::uint32_t* /*count*/, std::uint32_t* /*current*/) { return kNotSupported; }
-Status DeviceConfigSession::RefreshReferenceCameraFileList(std::uint32_t* /*count*/) { return kNotSupported; }
-Status DeviceConfigSession::GetCameraFileData(std::uint32_t /*index*/, CameraFileData* /*data*/) { return kNotSupported; }
-Status DeviceConfigSession::GetReferenceCameraFileName(std::uint32_t /*index*/, CFGString* /*name*/) { return kNotSupported; }
-Status DeviceConfigSession::RefreshInterfaceFileDataList(std::uint32_t /*index*/, std::uint32_t* /*count*/) { return kNotSupported; }
-Status DeviceConfigSession::GetInterfaceFileData(std::uint32_t /*index*/, InterfaceFileData* /*data*/) { return kNotSupported; }
-Status DeviceConfigSession::RefreshCameraAttributeList(std::uint32_t* /*count*/) { return kNotSupported; }
-Status DeviceConfigSession::GetCameraAttribute(std::uint32_t /*index*/, CameraAttribute* /*data*/) { return kNotSupported; }
-Status DeviceConfigSession::RunDiagnostics(std::uint32_t /*index*/, std::uint32_t* /*count*/) { return kNotSupported; }
-Status DeviceConfigSession::GetDiagnosticResults(std::uint32_t /*index*/, CFGString* /*name*/, CFGString* /*result*/) { return kNotSupported; }
-Status DeviceConfigSession::RefreshAcqUnitCameraFileList(const char* /*unit*/, std::uint32_t* /*count*/) { return kNotSupported; }
-Status DeviceConfigSession::GetAcqUnitCameraFileName(std::uint32_t /*index*/, CFGString* /*name*/) { return kNotSupported; }
-Status DeviceConfigSession::GetNVAttributesInfo(NVAttributeInfoList* /*list*/, std::uint32_t /*visibility*/) { return kNotSupported; }
-Status DeviceConfigSession::GetNVAttributeValue(Attribute* /*attribute*/, std::uint32_t /*component*/, std::uint32_t /*type*/, void* /*value*/) { return kNotSupported; }
-Status DeviceConfigSession::SetNVAttributeValue(Attribute* /*attribute*/, std::uint32_t /*component*/, std::uint32_t /*type*/, const void* /*value*/) { return kNotSupported; }
-Status DeviceConfigSession::GetNVAttributeEnumValues(Attribute* /*attribute*/, NVAttributeEnumItemList* /*items*/) { return kNotSupported; }
-Status DeviceConfigSession::FindAttributeByName(const char* /*name*/, Attribute** /*attribute*/) { return kNotSupported; }
-Status DeviceConfigSession::FindAttributeByKey(std::uint32_t /*key*/, Attribute** /*attribute*/) { return kNotSupported; }
-
 // The common default: not supported, nothing touched.
 Status DeviceConfigSession::SetOpenFlags(std::uint32_t /*flags*/) { return kNotSupported; }
 Status DeviceConfigSession::GetCameraStatus(const char* /*camera*/, std::uint8_t* /*state*/, std::uint32_t* /*detail*/) { return kNotSupported; }

@@ -1,0 +1,149 @@
+#include "attributes/attribute_map.h"
+
+#include <cstring>
+#include <new>
+
+#include "foundation/byte_stream.h"
+
+namespace keld {
+
+namespace {
+
+bool Flag(Status (Attribute::*read)(bool*) const, const Attribute& attribute) {
+  bool value = false;
+  return (attribute.*read)(&value) == kSuccess && value;
+}
+
+// Whether `challenger` beats `best` among attributes of one short name: the
+// one that isn't dynamic, then the accessible one, then the lower full name.
+bool Beats(const Attribute& challenger, const Attribute& best) {
+  const bool challengerDynamic = Flag(&Attribute::IsDynamic, challenger);
+  if (challengerDynamic != Flag(&Attribute::IsDynamic, best)) return !challengerDynamic;
+  const bool challengerAccessible =
+      Flag(&Attribute::IsReadable, challenger) || Flag(&Attribute::IsWritable, challenger);
+  const bool bestAccessible = Flag(&Attribute::IsReadable, best) || Flag(&Attribute::IsWritable, best);
+  if (challengerAccessible != bestAccessible) return challengerAccessible;
+  return challenger.GetNameView() < best.GetNameView();
+}
+
+char Lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
+
+bool EqualIgnoringCase(std::string_view a, std::string_view b) {
+  if (a.size() != b.size()) return false;
+  for (std::size_t i = 0; i < a.size(); ++i) {
+    if (Lower(a[i]) != Lower(b[i])) return false;
+  }
+  return true;
+}
+
+// Whether `full` is `name` in any case, or ends with "::" and then `name`.
+bool TailFits(std::string_view full, std::string_view name) {
+  if (full.empty() || full.size() < name.size()) return false;
+  const std::size_t start = full.size() - name.size();
+  if (!EqualIgnoringCase(full.substr(start), name)) return false;
+  return start == 0 || (start >= 2 && full[start - 2] == ':' && full[start - 1] == ':');
+}
+
+}  // namespace
+
+AttributeMap::AttributeMap() {
+  container_.get<ByName>().max_load_factor(1.0F);
+  container_.get<ByShortName>().max_load_factor(1.0F);
+}
+
+AttributeMap::~AttributeMap() = default;
+
+Status AttributeMap::Flatten(ByteStream* out, bool full) const {
+  Status status = out->AppendU32(0);  // room for the count
+  std::uint32_t count = 0;
+  for (const auto& attribute : container_.get<ByKey>()) {
+    if (status != kSuccess) break;
+    if (!full && attribute->IsDirty() == 0) continue;
+    status = attribute->Flatten(out, full);
+    if (status == kSuccess) ++count;
+  }
+  // The count goes to the stream's first word: a map is always the first
+  // item of its stream.
+  if (out->data != nullptr && out->size >= sizeof count) std::memcpy(out->data, &count, sizeof count);
+  return status;
+}
+
+Status AttributeMap::Unflatten(ByteStream* in, bool full) {
+  if (full) Clear();
+  std::uint32_t count = 0;
+  Status status = in->ReadU32(&count);
+  if (status != kSuccess) return status;
+  for (std::uint32_t i = 0; i < count; ++i) {
+    if (full) {
+      if (in->cursor == nullptr) return kBadPointer;
+      std::uint32_t key = 0;
+      std::uint32_t tag = 0;
+      status = in->ReadU32(&key);
+      if (status == kSuccess) status = in->ReadU32(&tag);
+      if (status != kSuccess) return status;
+      Attribute* attribute = nullptr;
+      status = CreateAttribute(tag, false, &attribute);
+      if (status != kSuccess) return status;
+      attribute->SetKey(key);
+      status = attribute->Unflatten(in, true);
+      if (status != kSuccess) {
+        delete attribute;
+        return status;
+      }
+      Insert(attribute);
+      continue;
+    }
+    std::uint32_t key = 0;
+    status = in->ReadU32(&key);
+    if (status != kSuccess) return status;
+    auto& byKey = container_.get<ByKey>();
+    const auto found = byKey.find(key);
+    if (found == byKey.end()) return kUnknownAttributeType;
+    // A delta may bring a new name; modify() re-links the element in the
+    // name indices afterwards.
+    byKey.modify(found, [&](const std::shared_ptr<Attribute>& attribute) { status = attribute->Unflatten(in, false); });
+    if (status != kSuccess) return status;
+  }
+  return kSuccess;
+}
+
+void AttributeMap::Insert(Attribute* owned) {
+  if (owned == nullptr) return;
+  // A refused element goes with its shared pointer; so does `owned` if the
+  // control block can't be allocated.
+  container_.insert(std::shared_ptr<Attribute>(owned));
+}
+
+void AttributeMap::Clear() { container_.clear(); }
+
+Attribute* AttributeMap::FindByKey(std::uint32_t key) const {
+  const auto& byKey = container_.get<ByKey>();
+  const auto found = byKey.find(key);
+  return found != byKey.end() ? found->get() : nullptr;
+}
+
+Attribute* AttributeMap::FindByName(const char* name) const {
+  if (name == nullptr) return nullptr;
+  const std::string_view wanted(name);
+
+  const auto& byName = container_.get<ByName>();
+  const auto exact = byName.find(wanted);
+  if (exact != byName.end()) return exact->get();
+
+  const auto range = container_.get<ByShortName>().equal_range(wanted);
+  if (range.first != range.second) {
+    auto it = range.first;
+    Attribute* best = it->get();
+    for (++it; it != range.second; ++it) {
+      if (Beats(**it, *best)) best = it->get();
+    }
+    return best;
+  }
+
+  for (const auto& attribute : byName) {
+    if (TailFits(attribute->GetNameView(), wanted)) return attribute.get();
+  }
+  return nullptr;
+}
+
+}  // namespace keld
