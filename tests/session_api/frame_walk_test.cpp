@@ -34,7 +34,7 @@ std::vector<Row> Rows() {
   using S = std::uint32_t;
   return {
       {"cfgDispose", [](S) { return cfgDispose(nullptr); }, kBadPointer, true},
-      {"cfgCheckPassword", [](S) { return cfgCheckPassword("192.0.2.1", nullptr); }, kNotBadPointer, false},
+      {"cfgCheckPassword", [](S) { return cfgCheckPassword("127.0.0.3", nullptr); }, kNotBadPointer, false},
       {"cfgRefreshBoards", [](S) { return cfgRefreshBoards(nullptr); }, kEnumerationFailure, false},
       {"cfgRefreshBoards2", [](S) { return cfgRefreshBoards2(nullptr, nullptr); }, kEnumerationFailure, false},
       {"cfgGetBoardCount", [](S) { return cfgGetBoardCount(nullptr, nullptr); }, kBadPointer, true},
@@ -127,9 +127,9 @@ std::vector<Row> Rows() {
       {"cfgCalculateBayerGains", [](S id) { return cfgCalculateBayerGains(id, 0, nullptr, nullptr, nullptr); },
        kBadPointer, true},
       {"cfgQueryVersion", [](S) { return cfgQueryVersion(nullptr, nullptr); }, kBadPointer, true},
-      {"cfgGetNetworkInterfaceMTU", [](S) { return cfgGetNetworkInterfaceMTU("192.0.2.1", nullptr, nullptr); },
+      {"cfgGetNetworkInterfaceMTU", [](S) { return cfgGetNetworkInterfaceMTU("127.0.0.3", nullptr, nullptr); },
        kNotBadPointer, false},
-      {"cfgSetNetworkInterfaceMTU", [](S) { return cfgSetNetworkInterfaceMTU("192.0.2.1", nullptr, 1500); },
+      {"cfgSetNetworkInterfaceMTU", [](S) { return cfgSetNetworkInterfaceMTU("127.0.0.3", nullptr, 1500); },
        kNotBadPointer, false},
       {"cfgRefreshAcqUnitCameraFileList", [](S id) { return cfgRefreshAcqUnitCameraFileList(id, nullptr, nullptr); },
        kInvalidSession, false},
