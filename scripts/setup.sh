@@ -6,7 +6,7 @@ packages=(
   libgtest-dev libgmock-dev libbenchmark-dev
   libboost-dev
   nlohmann-json3-dev libcli11-dev
-  libzstd-dev liblz4-dev libjpeg62-turbo-dev libpng-dev libopencv-imgproc-dev libopencv-core-dev
+  libzstd-dev liblz4-dev libxxhash-dev libjpeg62-turbo-dev libpng-dev libopencv-imgproc-dev libopencv-core-dev
   clang libclang-rt-14-dev
   python3-impacket tshark
 )

@@ -1,6 +1,7 @@
 // Tests of the image library through its C header.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
@@ -342,6 +343,31 @@ TEST(Bayer, FourPatternsOfAKnownMosaic) {
       for (std::uint32_t i = 0; i < 8; ++i) {
         EXPECT_EQ(destination[y * 32 + i], 0xEE);       // left padding
         EXPECT_EQ(destination[y * 32 + 24 + i], 0xEE);  // right padding
+      }
+    }
+  }
+}
+
+TEST(Bayer, EightBitGainsEqualScaledUnitGainOutput) {
+  // A frame taller than one band of lines, with padded destination lines, and
+  // gains that the vector path takes (0.5, 1.5) and one it may not (1.2).
+  constexpr std::uint32_t kW = 37, kH = 75, kLine = 41;
+  std::vector<std::uint8_t> mosaic(kW * kH);
+  for (std::size_t i = 0; i < mosaic.size(); ++i) mosaic[i] = static_cast<std::uint8_t>((i * 97 + i / kW * 31) & 0xFF);
+  for (double gain : {0.5, 1.2, 1.5, 3.0}) {
+    for (std::uint32_t pattern = 0; pattern < 4; ++pattern) {
+      std::vector<std::uint8_t> plain(kLine * kH * 4, 0x11), scaled(kLine * kH * 4, 0x11);
+      ASSERT_EQ(Gen_BayerColorDecode2(plain.data(), mosaic.data(), kH, kW, kLine, kW, pattern, 8, 0, 1, ODV_RGB32, 1, 1, 1),
+                ODV_SUCCESS);
+      ASSERT_EQ(Gen_BayerColorDecode2(scaled.data(), mosaic.data(), kH, kW, kLine, kW, pattern, 8, 0, 1, ODV_RGB32, gain,
+                                      1.0, 2.0 * gain),
+                ODV_SUCCESS);
+      const double gains[3] = {gain, 1.0, 2.0 * gain};
+      for (std::size_t i = 0; i < plain.size(); ++i) {
+        const std::size_t x = (i / 4) % kLine, c = i % 4;
+        std::uint8_t expected = plain[i];
+        if (x < kW && c < 3) expected = static_cast<std::uint8_t>(std::min(255.0, std::floor(plain[i] * gains[c] + 0.5)));
+        ASSERT_EQ(scaled[i], expected) << gain << " pattern " << pattern << " byte " << i;
       }
     }
   }

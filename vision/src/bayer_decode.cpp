@@ -9,6 +9,7 @@
 // about five times faster than the scalar loop below, which serves 16-bit
 // sources). Gains and the cut to 8 bits go through one table per channel.
 // Alpha is 255.
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <cstring>
@@ -16,6 +17,10 @@
 #include <vector>
 
 #include <opencv2/imgproc.hpp>
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
 
 #include "odvissvc/odvissvc.h"
 
@@ -29,6 +34,86 @@ constexpr int kCell[4][4] = {
     {kBlue, kGreen, kGreen, kRed},   // 1 BG/GR
     {kGreen, kBlue, kRed, kGreen},   // 2 GB/RG
     {kGreen, kRed, kBlue, kGreen},   // 3 GR/BG
+};
+
+// Gains on BGRA lines of 8-bit channels: each channel becomes its table's
+// value. Where the table is exactly value * gain rounded half up and cut at
+// 255, four pixels at a time go through single-precision multiplies; that
+// form is checked against the tables for all 256 values of every channel
+// before it is used, and the tables serve otherwise.
+class GainPass {
+ public:
+  GainPass(const std::uint8_t* const lut[3], const double gains[3]) {
+    for (unsigned v = 0; v < 256; ++v) {
+      table_[0][v] = lut[kBlue][v];
+      table_[1][v] = std::uint32_t{lut[kGreen][v]} << 8;
+      table_[2][v] = std::uint32_t{lut[kRed][v]} << 16 | 0xFF000000u;
+    }
+#if defined(__SSE2__)
+    gain_ = _mm_setr_ps(static_cast<float>(gains[kBlue]), static_cast<float>(gains[kGreen]),
+                        static_cast<float>(gains[kRed]), 1.0f);
+    std::uint32_t probe[256], scaled[256];
+    for (std::uint32_t v = 0; v < 256; ++v) probe[v] = v | v << 8 | v << 16 | 0xFF000000u;
+    Vector(probe, scaled, 256);
+    vector_ = true;
+    for (std::uint32_t v = 0; v < 256; ++v) vector_ = vector_ && scaled[v] == Table(probe[v]);
+#else
+    (void)gains;
+#endif
+  }
+
+  // count pixels from `in` to `out`; the lines may overlap only if equal.
+  void Run(const std::uint8_t* in, std::uint8_t* out, std::size_t count) const {
+#if defined(__SSE2__)
+    if (vector_) {
+      Vector(in, out, count);
+      return;
+    }
+#endif
+    for (std::size_t i = 0; i < count; ++i) {
+      std::uint32_t p;
+      std::memcpy(&p, in + 4 * i, 4);
+      p = Table(p);
+      std::memcpy(out + 4 * i, &p, 4);
+    }
+  }
+
+ private:
+  std::uint32_t Table(std::uint32_t p) const {
+    return table_[0][p & 0xFF] | table_[1][(p >> 8) & 0xFF] | table_[2][(p >> 16) & 0xFF];
+  }
+
+#if defined(__SSE2__)
+  __m128i Scale(__m128i pixel32) const {
+    const __m128 half = _mm_setr_ps(0.5f, 0.5f, 0.5f, 0.0f);
+    return _mm_cvttps_epi32(_mm_add_ps(_mm_mul_ps(_mm_cvtepi32_ps(pixel32), gain_), half));
+  }
+  void Vector(const void* input, void* output, std::size_t count) const {
+    const auto* in = static_cast<const std::uint8_t*>(input);
+    auto* out = static_cast<std::uint8_t*>(output);
+    const __m128i zero = _mm_setzero_si128();
+    const __m128i alpha = _mm_set1_epi32(static_cast<int>(0xFF000000u));
+    std::size_t i = 0;
+    for (; i + 4 <= count; i += 4) {
+      const __m128i pixels = _mm_loadu_si128(reinterpret_cast<const __m128i*>(in + 4 * i));
+      const __m128i low = _mm_unpacklo_epi8(pixels, zero), high = _mm_unpackhi_epi8(pixels, zero);
+      const __m128i a = _mm_packs_epi32(Scale(_mm_unpacklo_epi16(low, zero)), Scale(_mm_unpackhi_epi16(low, zero)));
+      const __m128i b = _mm_packs_epi32(Scale(_mm_unpacklo_epi16(high, zero)), Scale(_mm_unpackhi_epi16(high, zero)));
+      _mm_storeu_si128(reinterpret_cast<__m128i*>(out + 4 * i), _mm_or_si128(_mm_packus_epi16(a, b), alpha));
+    }
+    for (; i < count; ++i) {
+      std::uint32_t p;
+      std::memcpy(&p, in + 4 * i, 4);
+      const __m128i one = _mm_unpacklo_epi16(_mm_unpacklo_epi8(_mm_cvtsi32_si128(static_cast<int>(p)), zero), zero);
+      const __m128i packed = _mm_packs_epi32(Scale(one), zero);
+      p = static_cast<std::uint32_t>(_mm_cvtsi128_si32(_mm_or_si128(_mm_packus_epi16(packed, zero), alpha)));
+      std::memcpy(out + 4 * i, &p, 4);
+    }
+  }
+  __m128 gain_;
+  bool vector_ = false;
+#endif
+  std::uint32_t table_[3][256];
 };
 
 struct Tables {
@@ -142,23 +227,42 @@ struct Decoder {
     for (int y = 1; y + 1 < height && width >= 3; ++y) Interior(y);
   }
 
-  // Interior through OpenCV; the tables then apply where they aren't identity.
-  void RunWithOpenCV(bool identity) const {
+  // Interior through OpenCV. With gains the frame is demosaiced in bands of
+  // lines into a scratch block that stays in cache, and each band goes
+  // through the tables on its way to the destination, so the output is
+  // written once. A band starts on an even source line, so that every band
+  // has the pattern of the whole frame.
+  void RunWithOpenCV(bool identity, const double gains[3]) const {
     // OpenCV names a pattern by the second line's second and third pixels.
     static constexpr int kCodes[4] = {cv::COLOR_BayerBG2BGRA, cv::COLOR_BayerRG2BGRA, cv::COLOR_BayerGR2BGRA,
                                       cv::COLOR_BayerGB2BGRA};
-    const cv::Mat mosaic(height, width, CV_8UC1, const_cast<S*>(source), sourceStride * sizeof(S));
-    cv::Mat colour(height, width, CV_8UC4, destination, destinationStride);
-    cv::cvtColor(mosaic, colour, kCodes[pattern]);
-    if (colour.data != destination) throw std::runtime_error("demosaicing moved the destination");
-    if (!identity) {
-      for (int y = 1; y + 1 < height; ++y) {
-        std::uint8_t* p = destination + static_cast<std::uint64_t>(y) * destinationStride;
-        for (int x = 1; x + 1 < width; ++x) {
-          p[4 * x + 0] = lut[kBlue][p[4 * x + 0]];
-          p[4 * x + 1] = lut[kGreen][p[4 * x + 1]];
-          p[4 * x + 2] = lut[kRed][p[4 * x + 2]];
-        }
+    const std::uint64_t sourceBytes = sourceStride * sizeof(S);
+    if (identity) {
+      const cv::Mat mosaic(height, width, CV_8UC1, const_cast<S*>(source), sourceBytes);
+      cv::Mat colour(height, width, CV_8UC4, destination, destinationStride);
+      cv::cvtColor(mosaic, colour, kCodes[pattern]);
+      if (colour.data != destination) throw std::runtime_error("demosaicing moved the destination");
+      Frame();
+      return;
+    }
+    // 32 output lines of up to a few thousand pixels keep the scratch block
+    // within the second-level cache beside the source lines.
+    constexpr int kBandLines = 32;
+    std::vector<std::uint32_t> scratch(static_cast<std::size_t>(kBandLines + 2) * static_cast<std::size_t>(width));
+    const GainPass gainPass(lut, gains);
+    for (int top = 0; top + 2 < height; top += kBandLines) {
+      const int lines = std::min(kBandLines + 2, height - top);  // source lines of the band
+      const cv::Mat mosaic(lines, width, CV_8UC1, const_cast<S*>(source) + static_cast<std::uint64_t>(top) * sourceStride,
+                           sourceBytes);
+      cv::Mat colour(lines, width, CV_8UC4, scratch.data());
+      cv::cvtColor(mosaic, colour, kCodes[pattern]);
+      if (colour.data != reinterpret_cast<std::uint8_t*>(scratch.data()))
+        throw std::runtime_error("demosaicing moved the scratch block");
+      for (int line = 1; line + 1 < lines; ++line) {
+        const std::uint32_t* in = scratch.data() + static_cast<std::size_t>(line) * static_cast<std::size_t>(width);
+        gainPass.Run(reinterpret_cast<const std::uint8_t*>(in + 1),
+                     destination + static_cast<std::uint64_t>(top + line) * destinationStride + 4,
+                     static_cast<std::size_t>(width) - 2);
       }
     }
     Frame();
@@ -208,7 +312,7 @@ extern "C" OdvStatus Gen_BayerColorDecode2(void* destination, const void* source
                                     static_cast<std::uint8_t*>(destination), 4ull * lineWidth,
                                     static_cast<int>(width), static_cast<int>(height), static_cast<int>(pattern),
                                     {tables.channel[0].data(), tables.channel[1].data(), tables.channel[2].data()}};
-      if (width >= 3 && height >= 3) decoder.RunWithOpenCV(depth == 8 && gains[0] == 1.0 && gains[1] == 1.0 && gains[2] == 1.0);
+      if (width >= 3 && height >= 3) decoder.RunWithOpenCV(depth == 8 && gains[0] == 1.0 && gains[1] == 1.0 && gains[2] == 1.0, gains);
       else decoder.Run();
     }
   } catch (...) {

@@ -15,6 +15,28 @@ constexpr std::uint32_t kStoredFlag = 0x80000000u;
 constexpr int kZstdLevel = -5;
 constexpr int kLz4Acceleration = 1;
 
+// zstd contexts kept per thread: making one costs allocations and clearing
+// of its tables on every image, which showed as a large share of packing a
+// frame. They live until the thread ends.
+struct ZstdContexts {
+  ZSTD_CCtx* compress = nullptr;
+  ZSTD_DCtx* decompress = nullptr;
+  ~ZstdContexts() {
+    ZSTD_freeCCtx(compress);
+    ZSTD_freeDCtx(decompress);
+  }
+};
+thread_local ZstdContexts zstdContexts;
+
+ZSTD_CCtx* CompressContext() {
+  if (zstdContexts.compress == nullptr) zstdContexts.compress = ZSTD_createCCtx();
+  return zstdContexts.compress;
+}
+ZSTD_DCtx* DecompressContext() {
+  if (zstdContexts.decompress == nullptr) zstdContexts.decompress = ZSTD_createDCtx();
+  return zstdContexts.decompress;
+}
+
 std::uint64_t ChunkBound(std::uint32_t codec, std::uint32_t chunk) {
   return codec == kCodecZstd ? ZSTD_compressBound(chunk)
                              : static_cast<std::uint64_t>(LZ4_compressBound(static_cast<int>(chunk)));
@@ -30,7 +52,7 @@ OdvStatus CompressLossless(std::uint32_t codec, const std::uint8_t* raw, std::ui
   if (!out->Allocate(chunks * (4 + ChunkBound(codec, chunkBytes)))) return ODV_E_NO_MEMORY;
   ZSTD_CCtx* context = nullptr;
   if (codec == kCodecZstd) {
-    context = ZSTD_createCCtx();
+    context = CompressContext();
     if (context == nullptr) return ODV_E_NO_MEMORY;
   }
   std::uint8_t* put = out->data.get();
@@ -51,7 +73,10 @@ OdvStatus CompressLossless(std::uint32_t codec, const std::uint8_t* raw, std::ui
     }
     if (status != ODV_SUCCESS) break;
     std::uint32_t word = static_cast<std::uint32_t>(packed);
-    if (packed >= n) {  // incompressible: keep the chunk as it is
+    // zstd already keeps incompressible blocks as they are, at a cost of a few
+    // bytes per 128 KiB, so copying such a chunk once more would only cost
+    // time; an LZ4 chunk that doesn't shrink is stored instead.
+    if (codec == kCodecLz4 && packed >= n) {
       std::memcpy(put + 4, raw + offset, n);
       word = n | kStoredFlag;
       packed = n;
@@ -59,7 +84,6 @@ OdvStatus CompressLossless(std::uint32_t codec, const std::uint8_t* raw, std::ui
     std::memcpy(put, &word, 4);
     put += 4 + packed;
   }
-  ZSTD_freeCCtx(context);
   out->size = static_cast<std::uint64_t>(put - out->data.get());
   return status;
 }
@@ -71,7 +95,7 @@ OdvStatus DecompressLossless(std::uint32_t codec, const std::uint8_t* payload,
     return ODV_E_CORRUPT;
   ZSTD_DCtx* context = nullptr;
   if (codec == kCodecZstd) {
-    context = ZSTD_createDCtx();
+    context = DecompressContext();
     if (context == nullptr) return ODV_E_NO_MEMORY;
   }
   OdvStatus status = ODV_SUCCESS;
@@ -104,7 +128,6 @@ OdvStatus DecompressLossless(std::uint32_t codec, const std::uint8_t* payload,
       if (r < 0 || static_cast<std::uint32_t>(r) != n) status = ODV_E_CORRUPT;
     }
   }
-  ZSTD_freeDCtx(context);
   if (status == ODV_SUCCESS && at != payloadSize) status = ODV_E_CORRUPT;
   return status;
 }

@@ -1,15 +1,15 @@
 // Packing of an image for transport. A packed image is a descriptor followed
 // by the payload. The descriptor states its own format and size, the image's
-// geometry, the codec, the payload's size and checksum, and ends with a
-// checksum of its own bytes; readers check all of it before they touch the
-// target image's pixels.
+// geometry, the codec, the payload's size and hash with the kind of hash, and
+// ends with a hash of its own bytes; readers check all of it before they touch
+// the target image.
 #include <cstddef>
 #include <cstring>
 #include <new>
 
-#include "checksum.h"
 #include "codecs.h"
 #include "image_object.h"
+#include "payload_hash.h"
 
 namespace odv {
 
@@ -26,7 +26,8 @@ struct Descriptor {
   std::uint16_t size;
   std::uint64_t rawSize;  // packed pixel bytes; 0 where only the geometry travels
   std::uint64_t payloadSize;
-  std::uint64_t payloadCheck;
+  std::uint64_t payloadCheck;  // hash of the payload
+  std::uint32_t hashKind;      // which hash payloadCheck and selfCheck are
   std::uint32_t type;
   std::uint32_t width;
   std::uint32_t height;
@@ -38,9 +39,10 @@ struct Descriptor {
   std::uint32_t codec;
   std::uint32_t quality;
   std::uint32_t chunkBytes;
-  std::uint32_t selfCheck;  // low word of the checksum of the bytes before it
+  std::uint32_t reserved;   // zero
+  std::uint32_t selfCheck;  // low word of the hash of the bytes before it
 };
-static_assert(sizeof(Descriptor) == 80 && offsetof(Descriptor, selfCheck) == 76);
+static_assert(sizeof(Descriptor) == 88 && offsetof(Descriptor, selfCheck) == 84);
 constexpr std::uint32_t kDescriptorSize = sizeof(Descriptor);
 
 static_assert(offsetof(OdvRPCImage, type) == 0x0C && offsetof(OdvRPCImage, width) == 0x10 &&
@@ -53,7 +55,7 @@ static_assert(offsetof(OdvRPCImage, type) == 0x0C && offsetof(OdvRPCImage, width
               offsetof(OdvRPCImage, payloadCheck) == 0x60 && offsetof(OdvRPCImage, kind) == 0x74);
 
 std::uint32_t SelfCheck(const Descriptor& d) {
-  return static_cast<std::uint32_t>(ChecksumOf(&d, offsetof(Descriptor, selfCheck)));
+  return static_cast<std::uint32_t>(HashOf(&d, offsetof(Descriptor, selfCheck)));
 }
 
 }  // namespace
@@ -96,6 +98,7 @@ OdvStatus Prepare(const Image* image, std::uint32_t format, std::uint32_t compre
   d.magic = kPackMagic;
   d.format = static_cast<std::uint16_t>(format);
   d.size = kDescriptorSize;
+  d.hashKind = kHashXxh3;
   d.type = image->Type();
   d.width = image->Width();
   d.height = image->Height();
@@ -114,7 +117,7 @@ OdvStatus Prepare(const Image* image, std::uint32_t format, std::uint32_t compre
   OdvStatus status = ODV_SUCCESS;
   if (d.compression == ODV_COMPRESS_NONE) {
     d.codec = kCodecRaw;
-    d.payloadSize = d.rawSize;  // checksum follows when the pixels are written
+    d.payloadSize = d.rawSize;  // hashed when the pixels are written
     return ODV_SUCCESS;
   }
   if (d.compression == ODV_COMPRESS_JPEG) {
@@ -130,26 +133,27 @@ OdvStatus Prepare(const Image* image, std::uint32_t format, std::uint32_t compre
   }
   if (status != ODV_SUCCESS) return status;
   d.payloadSize = data->payload.size;
-  d.payloadCheck = ChecksumOf(data->payload.data.get(), data->payload.size);
+  d.payloadCheck = HashOf(data->payload.data.get(), data->payload.size);
   return ODV_SUCCESS;
 }
 
 std::uint64_t PackedSize(const OdvRPCData& data) { return kDescriptorSize + data.descriptor.payloadSize; }
 
 // Writes descriptor and payload to `target`, which holds PackedSize bytes.
+// Uncompressed pixels are copied once, straight from the image's lines, and
+// hashed where they landed.
 void WritePacked(OdvRPCData* data, std::uint8_t* target) {
   Descriptor& d = data->descriptor;
   std::uint8_t* payload = target + kDescriptorSize;
   if (d.codec == kCodecRaw && d.rawSize != 0) {
-    Checksum sum;
     const Image* image = data->image;
     if (image->Contiguous()) {
-      sum.CopyAndUpdate(payload, image->Row(0), d.rawSize);
+      std::memcpy(payload, image->Row(0), d.rawSize);
     } else {
       const std::uint64_t rowBytes = image->RowBytes();
-      for (std::uint32_t y = 0; y < d.height; ++y) sum.CopyAndUpdate(payload + y * rowBytes, image->Row(y), rowBytes);
+      for (std::uint32_t y = 0; y < d.height; ++y) std::memcpy(payload + y * rowBytes, image->Row(y), rowBytes);
     }
-    d.payloadCheck = sum.Value();
+    d.payloadCheck = HashOf(payload, d.rawSize);
   } else if (d.payloadSize != 0) {
     std::memcpy(payload, data->payload.data.get(), d.payloadSize);
   }
@@ -171,6 +175,8 @@ OdvStatus ReadDescriptor(const std::uint8_t* bytes, std::uint64_t count, Descrip
   if (count < kDescriptorSize) return ODV_E_TRUNCATED;
   std::memcpy(d, bytes, kDescriptorSize);
   if (d->selfCheck != SelfCheck(*d)) return ODV_E_CORRUPT;
+  if (d->hashKind != kHashXxh3) return ODV_E_VERSION;
+  if (d->reserved != 0) return ODV_E_CORRUPT;
   const std::uint32_t pixelSize = ImageTypePixelSize(d->type);
   if (pixelSize == 0 || d->compression > ODV_COMPRESS_JPEG || d->codec > kCodecJpeg) return ODV_E_CORRUPT;
   const std::uint64_t expected = std::uint64_t{d->width} * d->height;  // below 2^64
@@ -187,7 +193,7 @@ OdvStatus ReadDescriptor(const std::uint8_t* bytes, std::uint64_t count, Descrip
 OdvStatus Unpack(Image** image, const Descriptor& d, const std::uint8_t* payload) {
   // The payload is checked before the target is touched, so that a refused
   // image leaves the caller's image as it was.
-  if (d.payloadSize != 0 && ChecksumOf(payload, d.payloadSize) != d.payloadCheck) return ODV_E_CORRUPT;
+  if (d.payloadSize != 0 && HashOf(payload, d.payloadSize) != d.payloadCheck) return ODV_E_CORRUPT;
   Image* target = nullptr;
   OdvStatus status = ODV_SUCCESS;
   if (*image == nullptr) {
