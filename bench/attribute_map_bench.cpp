@@ -9,6 +9,7 @@
 #include <random>
 #include <string>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "attributes/attribute_map.h"
@@ -16,21 +17,31 @@
 namespace {
 
 constexpr std::uint32_t kAttributes = 10000;
-constexpr int kRounds = 21;
+constexpr int kRounds = 31;
 
 using Clock = std::chrono::steady_clock;
 
-// Best time per look-up over several rounds of looking up every name once.
+// Nanoseconds per look-up of every name once.
 template <typename Lookup>
-double BestNanosPerLookup(const std::vector<std::string>& names, Lookup lookup, std::uintptr_t* sink) {
-  double best = 1e300;
+double NanosPerLookup(const std::vector<std::string>& names, Lookup lookup, std::uintptr_t* sink) {
+  const auto start = Clock::now();
+  for (const std::string& name : names) *sink += reinterpret_cast<std::uintptr_t>(lookup(name));
+  const std::chrono::duration<double, std::nano> elapsed = Clock::now() - start;
+  return elapsed.count() / static_cast<double>(names.size());
+}
+
+// Best of several rounds for the reference and the candidate, measured in
+// turns so that a change of machine load hits both alike.
+template <typename Reference, typename Candidate>
+std::pair<double, double> BestOfRounds(const std::vector<std::string>& names, Reference reference,
+                                       Candidate candidate, std::uintptr_t* sink) {
+  double bestReference = 1e300;
+  double bestCandidate = 1e300;
   for (int round = 0; round < kRounds; ++round) {
-    const auto start = Clock::now();
-    for (const std::string& name : names) *sink += reinterpret_cast<std::uintptr_t>(lookup(name));
-    const std::chrono::duration<double, std::nano> elapsed = Clock::now() - start;
-    best = std::min(best, elapsed.count() / static_cast<double>(names.size()));
+    bestReference = std::min(bestReference, NanosPerLookup(names, reference, sink));
+    bestCandidate = std::min(bestCandidate, NanosPerLookup(names, candidate, sink));
   }
-  return best;
+  return {bestReference, bestCandidate};
 }
 
 }  // namespace
@@ -82,14 +93,12 @@ int main() {
   }
 
   std::uintptr_t sink = 0;
-  const double referenceFull = BestNanosPerLookup(
-      fullQueries, [&](const std::string& n) { return byFull.find(n)->second; }, &sink);
-  const double exact = BestNanosPerLookup(
-      fullQueries, [&](const std::string& n) { return map.FindByName(n.c_str()); }, &sink);
-  const double referenceShort = BestNanosPerLookup(
-      shortQueries, [&](const std::string& n) { return byShort.find(n)->second; }, &sink);
-  const double shortHit = BestNanosPerLookup(
-      shortQueries, [&](const std::string& n) { return map.FindByName(n.c_str()); }, &sink);
+  const auto [referenceFull, exact] = BestOfRounds(
+      fullQueries, [&](const std::string& n) { return byFull.find(n)->second; },
+      [&](const std::string& n) { return map.FindByName(n.c_str()); }, &sink);
+  const auto [referenceShort, shortHit] = BestOfRounds(
+      shortQueries, [&](const std::string& n) { return byShort.find(n)->second; },
+      [&](const std::string& n) { return map.FindByName(n.c_str()); }, &sink);
 
   std::printf("AttributeMap::FindByName, %u attributes, best of %d rounds (checksum %zx)\n", kAttributes, kRounds,
               static_cast<std::size_t>(sink & 0xFFF));
