@@ -127,7 +127,7 @@ void AttributeMap::Insert(Attribute* owned) {
   if (owned == nullptr) return;
   // A refused element goes with its shared pointer; so does `owned` if the
   // control block can't be allocated.
-  AttributeMapEntry entry{nullptr, 0, std::pmr::string(&pool_), std::pmr::string(&pool_)};
+  AttributeMapEntry entry{nullptr, 0, std::pmr::string(&pool_), std::pmr::string(&pool_)};  // names from the pool
   entry.attribute.reset(owned);
   entry.key = owned->GetKey();
   TakeNames(&entry);

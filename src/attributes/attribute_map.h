@@ -52,8 +52,8 @@ struct AttributeNameHash {
 struct AttributeMapEntry {
   std::shared_ptr<Attribute> attribute;
   std::uint32_t key = 0;
-  std::pmr::string name;
   std::pmr::string shortName;
+  std::pmr::string name;  // last: beside the full-name index's links in the node
 
   Attribute* get() const { return attribute.get(); }
   Attribute* operator->() const { return attribute.get(); }
