@@ -110,6 +110,8 @@ class AttributeMap {
   bool empty() const { return container_.empty(); }
   // Ascending key order; an element reads as its attribute through ->.
   const Container::index<ByKey>::type& ByKeyIndex() const { return container_.get<ByKey>(); }
+  // All three indices, for inspection.
+  const Container& Indices() const { return container_; }
 
  private:
   // Elements and their name copies come from one pool of the map's own, so

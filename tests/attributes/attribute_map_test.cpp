@@ -142,7 +142,15 @@ TEST(AttributeMap, NameHashAndLoadFactor) {
     const std::string name = "Group::Item" + std::to_string(i);
     map.Insert(Named(i, name.c_str()));
   }
-  EXPECT_LE(map.ByKeyIndex().size(), 500U);
+  const auto& byName = map.Indices().get<AttributeMap::ByName>();
+  const auto& byShortName = map.Indices().get<AttributeMap::ByShortName>();
+  EXPECT_EQ(byName.max_load_factor(), 1.0F);
+  EXPECT_EQ(byShortName.max_load_factor(), 1.0F);
+  EXPECT_LE(byName.load_factor(), 1.0F);
+  EXPECT_LE(byShortName.load_factor(), 1.0F);
+  EXPECT_GE(byName.bucket_count(), 500U);
+  // The bucket of a name is its hash modulo the bucket count.
+  EXPECT_EQ(byName.bucket("Group::Item7"), hash("Group::Item7") % byName.bucket_count());
   // Every attribute stays reachable by its full name.
   for (std::uint32_t i = 0; i < 500; i += 37) {
     const std::string name = "Group::Item" + std::to_string(i);
