@@ -16,14 +16,26 @@ bool Flag(Status (Attribute::*read)(bool*) const, const Attribute& attribute) {
 
 // Whether `challenger` beats `best` among attributes of one short name: the
 // one that isn't dynamic, then the accessible one, then the lower full name.
-bool Beats(const Attribute& challenger, const Attribute& best) {
-  const bool challengerDynamic = Flag(&Attribute::IsDynamic, challenger);
-  if (challengerDynamic != Flag(&Attribute::IsDynamic, best)) return !challengerDynamic;
+bool Beats(const AttributeMapEntry& challenger, const AttributeMapEntry& best) {
+  const bool challengerDynamic = Flag(&Attribute::IsDynamic, *challenger);
+  if (challengerDynamic != Flag(&Attribute::IsDynamic, *best)) return !challengerDynamic;
   const bool challengerAccessible =
-      Flag(&Attribute::IsReadable, challenger) || Flag(&Attribute::IsWritable, challenger);
-  const bool bestAccessible = Flag(&Attribute::IsReadable, best) || Flag(&Attribute::IsWritable, best);
+      Flag(&Attribute::IsReadable, *challenger) || Flag(&Attribute::IsWritable, *challenger);
+  const bool bestAccessible = Flag(&Attribute::IsReadable, *best) || Flag(&Attribute::IsWritable, *best);
   if (challengerAccessible != bestAccessible) return challengerAccessible;
-  return challenger.GetNameView() < best.GetNameView();
+  return challenger.name < best.name;
+}
+
+// A hash already computed, for looking one query up in both name indices.
+struct KnownHash {
+  std::size_t value;
+  std::size_t operator()(std::string_view /*name*/) const { return value; }
+};
+
+// Copies the attribute's names into the keys of its entry.
+void TakeNames(AttributeMapEntry* entry) {
+  entry->name.assign(entry->attribute->GetNameView());
+  entry->shortName.assign(entry->attribute->GetShortNameView());
 }
 
 char Lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
@@ -46,7 +58,8 @@ bool TailFits(std::string_view full, std::string_view name) {
 
 }  // namespace
 
-AttributeMap::AttributeMap() {
+AttributeMap::AttributeMap()
+    : container_(Container::ctor_args_list(), Container::allocator_type(&pool_)) {
   container_.get<ByName>().max_load_factor(1.0F);
   container_.get<ByShortName>().max_load_factor(1.0F);
 }
@@ -99,9 +112,12 @@ Status AttributeMap::Unflatten(ByteStream* in, bool full) {
     auto& byKey = container_.get<ByKey>();
     const auto found = byKey.find(key);
     if (found == byKey.end()) return kUnknownAttributeType;
-    // A delta may bring a new name; modify() re-links the element in the
-    // name indices afterwards.
-    byKey.modify(found, [&](const std::shared_ptr<Attribute>& attribute) { status = attribute->Unflatten(in, false); });
+    // A delta may bring a new name: the entry takes the names again and
+    // modify() re-links it in the name indices.
+    byKey.modify(found, [&](AttributeMapEntry& entry) {
+      status = entry.attribute->Unflatten(in, false);
+      TakeNames(&entry);
+    });
     if (status != kSuccess) return status;
   }
   return kSuccess;
@@ -111,9 +127,15 @@ void AttributeMap::Insert(Attribute* owned) {
   if (owned == nullptr) return;
   // A refused element goes with its shared pointer; so does `owned` if the
   // control block can't be allocated.
-  container_.insert(std::shared_ptr<Attribute>(owned));
+  AttributeMapEntry entry{nullptr, 0, std::pmr::string(&pool_), std::pmr::string(&pool_)};  // names from the pool
+  entry.attribute.reset(owned);
+  entry.key = owned->GetKey();
+  TakeNames(&entry);
+  container_.insert(std::move(entry));  // moved: the name copies keep the pool
 }
 
+// The pool keeps its blocks for the next fill; the container still holds
+// its bucket arrays in it.
 void AttributeMap::Clear() { container_.clear(); }
 
 Attribute* AttributeMap::FindByKey(std::uint32_t key) const {
@@ -125,23 +147,26 @@ Attribute* AttributeMap::FindByKey(std::uint32_t key) const {
 Attribute* AttributeMap::FindByName(const char* name) const {
   if (name == nullptr) return nullptr;
   const std::string_view wanted(name);
+  // Both name indices use the same hash: the query is hashed once.
+  const KnownHash hash{AttributeNameHash()(wanted)};
+  const std::equal_to<> equal;
 
   const auto& byName = container_.get<ByName>();
-  const auto exact = byName.find(wanted);
+  const auto exact = byName.find(wanted, hash, equal);
   if (exact != byName.end()) return exact->get();
 
-  const auto range = container_.get<ByShortName>().equal_range(wanted);
+  const auto range = container_.get<ByShortName>().equal_range(wanted, hash, equal);
   if (range.first != range.second) {
     auto it = range.first;
-    Attribute* best = it->get();
+    const AttributeMapEntry* best = &*it;
     for (++it; it != range.second; ++it) {
-      if (Beats(**it, *best)) best = it->get();
+      if (Beats(*it, *best)) best = &*it;
     }
-    return best;
+    return best->get();
   }
 
-  for (const auto& attribute : byName) {
-    if (TailFits(attribute->GetNameView(), wanted)) return attribute.get();
+  for (const AttributeMapEntry& entry : byName) {
+    if (TailFits(entry.name, wanted)) return entry.get();
   }
   return nullptr;
 }

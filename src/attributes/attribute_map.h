@@ -4,8 +4,9 @@
 // all share the empty one). The map owns its attributes through shared
 // pointers; it takes no lock.
 //
-// Attributes must not be renamed while in the map: the name indices read the
-// name through the attribute.
+// Attributes must not be renamed or re-keyed while in the map, but through
+// the map's own delta Unflatten: the indices hold the keys the attribute had
+// when it was linked in.
 //
 // Flat form: u32 count at offset 0 of the stream, then the attributes in key
 // order, each in its full or delta form. A map is therefore only flattened as
@@ -13,11 +14,14 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
+#include <memory_resource>
+#include <string>
 #include <string_view>
 
 #include <boost/multi_index/hashed_index.hpp>
-#include <boost/multi_index/mem_fun.hpp>
+#include <boost/multi_index/member.hpp>
 #include <boost/multi_index/ordered_index.hpp>
 #include <boost/multi_index/tag.hpp>
 #include <boost/multi_index_container.hpp>
@@ -42,25 +46,40 @@ struct AttributeNameHash {
   }
 };
 
+// One element of the map: the attribute, with copies of the three index
+// keys taken when it was linked in (and again after a delta changed it), so
+// that a look-up compares flat strings instead of walking the component tree.
+struct AttributeMapEntry {
+  std::shared_ptr<Attribute> attribute;
+  std::uint32_t key = 0;
+  std::pmr::string shortName;
+  std::pmr::string name;  // last: beside the full-name index's links in the node
+
+  Attribute* get() const { return attribute.get(); }
+  Attribute* operator->() const { return attribute.get(); }
+  Attribute& operator*() const { return *attribute; }
+};
+
 class AttributeMap {
  public:
   struct ByKey {};
   struct ByName {};
   struct ByShortName {};
   using Container = boost::multi_index_container<
-      std::shared_ptr<Attribute>,
+      AttributeMapEntry,
       boost::multi_index::indexed_by<
           boost::multi_index::ordered_unique<
               boost::multi_index::tag<ByKey>,
-              boost::multi_index::const_mem_fun<Attribute, std::uint32_t, &Attribute::GetKey>>,
+              boost::multi_index::member<AttributeMapEntry, std::uint32_t, &AttributeMapEntry::key>>,
           boost::multi_index::hashed_non_unique<
               boost::multi_index::tag<ByName>,
-              boost::multi_index::const_mem_fun<Attribute, std::string_view, &Attribute::GetNameView>,
-              AttributeNameHash>,
+              boost::multi_index::member<AttributeMapEntry, std::pmr::string, &AttributeMapEntry::name>,
+              AttributeNameHash, std::equal_to<>>,
           boost::multi_index::hashed_non_unique<
               boost::multi_index::tag<ByShortName>,
-              boost::multi_index::const_mem_fun<Attribute, std::string_view, &Attribute::GetShortNameView>,
-              AttributeNameHash>>>;
+              boost::multi_index::member<AttributeMapEntry, std::pmr::string, &AttributeMapEntry::shortName>,
+              AttributeNameHash, std::equal_to<>>>,
+      std::pmr::polymorphic_allocator<AttributeMapEntry>>;
 
   AttributeMap();
   AttributeMap(const AttributeMap&) = delete;
@@ -89,10 +108,16 @@ class AttributeMap {
 
   std::size_t size() const { return container_.size(); }
   bool empty() const { return container_.empty(); }
-  // Ascending key order.
+  // Ascending key order; an element reads as its attribute through ->.
   const Container::index<ByKey>::type& ByKeyIndex() const { return container_.get<ByKey>(); }
+  // All three indices, for inspection.
+  const Container& Indices() const { return container_; }
 
  private:
+  // Elements and their name copies come from one pool of the map's own, so
+  // that they lie close together however the attributes themselves were
+  // allocated: a look-up then touches few cache lines and pages.
+  std::pmr::unsynchronized_pool_resource pool_;
   Container container_;
 };
 

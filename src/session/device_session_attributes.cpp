@@ -42,7 +42,9 @@ std::uint32_t FirstWord(const SubAttribute& component) {
 void TextOf(const Attribute& attribute, std::uint32_t key, char* out, std::uint32_t size) {
   const SubAttribute* component = attribute.FindSubAttribute(key);
   if (component == nullptr || component->GetType() != AttrString::kTag) return;
-  CopyText(static_cast<const TypedSubAttribute<AttrString>*>(component)->GetValue(), out, size);
+  // Taken up to the NUL: a driver may have written the text through the buffer.
+  const CFGString text(static_cast<const TypedSubAttribute<AttrString>*>(component)->GetValue().c_str());
+  CopyText(text, out, size);
 }
 
 // Sets the name of an enumeration value to that of the first choice with the
