@@ -51,6 +51,7 @@ SyntaxId ReadSyntax(NdrReader* r) {
 NdrReader BodyReader(const std::uint8_t* data, std::size_t size, std::uint8_t wantedType, PduHeader* header) {
   *header = ParseHeader(data, size);
   if (header->type != wantedType) Malformed("unexpected PDU type");
+  if (header->fragLength > size) Malformed("fragment length beyond the bytes received");
   NdrReader r(data, header->fragLength, header->bigEndian);
   r.Bytes(kHeaderSize);
   return r;
