@@ -279,3 +279,19 @@ TEST(ClientStubs, NullReferencePointersRaiseBeforeSending) {
 
 }  // namespace
 }  // namespace keld::rpc
+
+namespace keld::rpc {
+namespace {
+
+// A stream whose cursor byte is missing: refused, and nothing allocated
+// for its data stays behind (the leak checker watches this).
+TEST(Ndr, ByteStreamMissingCursorByteLeaksNothing) {
+  const std::vector<std::uint8_t> bytes = {3, 0, 0, 0, 0, 0, 2, 0, 4, 0, 2, 0, 3, 0, 0, 0, 'a', 'b', 'c'};
+  NdrReader r(bytes.data(), bytes.size());
+  ByteStream stream;
+  EXPECT_THROW(ReadByteStream(&r, &stream), RpcError);
+  EXPECT_EQ(stream.data, nullptr);
+}
+
+}  // namespace
+}  // namespace keld::rpc

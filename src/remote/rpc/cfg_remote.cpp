@@ -53,19 +53,21 @@ void ReadByteStream(NdrReader* r, ByteStream* stream) {
   const std::uint32_t size = r->U32();
   const std::uint32_t dataReferent = r->U32();
   const std::uint32_t cursorReferent = r->U32();
-  std::uint8_t* data = nullptr;
+  const std::uint8_t* bytes = nullptr;
   if (dataReferent != 0) {
     if (r->U32() != size) BadStubData("array count differs from the stream size");
-    const std::uint8_t* bytes = r->Bytes(size);
-    if (size != 0) {
-      data = static_cast<std::uint8_t*>(std::malloc(size));
-      if (data == nullptr) BadStubData("out of memory");
-      std::memcpy(data, bytes, size);
-    }
+    bytes = r->Bytes(size);
   } else if (size != 0) {
     BadStubData("stream size without data");
   }
   if (cursorReferent != 0) r->U8();
+  // Everything is read and checked: only now is memory taken.
+  std::uint8_t* data = nullptr;
+  if (bytes != nullptr && size != 0) {
+    data = static_cast<std::uint8_t*>(std::malloc(size));
+    if (data == nullptr) BadStubData("out of memory");
+    std::memcpy(data, bytes, size);
+  }
   stream->size = data != nullptr ? size : 0;
   stream->data = data;
   stream->cursor = data;
