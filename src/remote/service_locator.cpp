@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "foundation/cfg_string.h"
 #include "remote/resolve_host.h"
 #include "remote/socket_connection.h"
 
@@ -52,7 +53,7 @@ std::string PercentEncode(const std::string& text) {
 std::uint16_t LocateService(const char* host, const char* targetName, int servicePort, bool* ok) {
   if (ok != nullptr) *ok = false;
   if (targetName == nullptr) return 0;
-  std::string path = std::string(kTargetsPath) + "/" + targetName + "/Services/" + std::to_string(servicePort);
+  std::string path = FormatString("%s/%s/Services/%d", kTargetsPath, targetName, servicePort).c_str();
   if (!path.empty() && path[0] == '/') path.erase(0, 1);
   const std::string request = "GET " + PercentEncode(path) + " HTTP/1.0\r\n\r\n";
 

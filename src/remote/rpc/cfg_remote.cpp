@@ -176,6 +176,7 @@ std::uint32_t DispatchCfgRemote(CfgRemoteHandler* handler, const PeerInfo& peer,
       ReadByteStream(r, input.get());
       ScopedByteStream output;
       const Status status = handler->Command(peer, sessionId, command, input.get(), output.get());
+      reply->reserve(reply->size() + output->size + 32);
       WriteByteStream(&w, *output);
       w.U32(status);
       return 0;

@@ -196,6 +196,31 @@ void AppendResponseFragments(std::vector<std::uint8_t>* out, std::uint32_t callI
   AppendFragments(out, kPduResponse, callId, contextId, 0, stub, size, maxFrag);
 }
 
+std::vector<std::uint8_t> ResponseFragmentHeaders(std::uint32_t callId, std::uint16_t contextId, std::size_t size,
+                                                  std::size_t maxFrag) {
+  const std::size_t chunk = StubBytesPerFragment(maxFrag);
+  std::vector<std::uint8_t> headers;
+  std::size_t done = 0;
+  do {
+    const std::size_t take = std::min(chunk, size - done);
+    std::uint8_t flags = 0;
+    if (done == 0) flags |= kFirstFrag;
+    if (done + take == size) flags |= kLastFrag;
+    const std::size_t start = headers.size();
+    BeginPdu(&headers, kPduResponse, flags, callId);
+    NdrWriter w(&headers);
+    w.U32(static_cast<std::uint32_t>(size - done));
+    w.U16(contextId);
+    w.U8(0);
+    w.U8(0);
+    const std::size_t length = kResponseHeaderSize + take;
+    headers[start + 8] = static_cast<std::uint8_t>(length);
+    headers[start + 9] = static_cast<std::uint8_t>(length >> 8);
+    done += take;
+  } while (done < size);
+  return headers;
+}
+
 BindPdu ParseBind(const std::uint8_t* data, std::size_t size) {
   PduHeader header;
   NdrReader r = BodyReader(data, size, kPduBind, &header);

@@ -119,6 +119,10 @@ void AppendRequestFragments(std::vector<std::uint8_t>* out, std::uint32_t callId
                             std::uint16_t opnum, const std::uint8_t* stub, std::size_t size, std::size_t maxFrag);
 void AppendResponseFragments(std::vector<std::uint8_t>* out, std::uint32_t callId, std::uint16_t contextId,
                              const std::uint8_t* stub, std::size_t size, std::size_t maxFrag);
+// Only the 24-byte headers of the response fragments of a stub, back to
+// back; the sender interleaves them with the stub's slices.
+std::vector<std::uint8_t> ResponseFragmentHeaders(std::uint32_t callId, std::uint16_t contextId, std::size_t size,
+                                                  std::size_t maxFrag);
 // Stub bytes that one fragment of maxFrag carries.
 std::size_t StubBytesPerFragment(std::size_t maxFrag);
 

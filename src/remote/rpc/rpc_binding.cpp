@@ -1,6 +1,9 @@
 #include "remote/rpc/rpc_binding.h"
 
+#include <algorithm>
 #include <cstdlib>
+
+#include "remote/rpc/ndr.h"
 
 #include "remote/resolve_host.h"
 #include "remote/rpc/rpc_error.h"
@@ -12,6 +15,8 @@ namespace {
 
 constexpr const char* kProtocolSequence = "ncacn_ip_tcp";
 constexpr std::uint16_t kContextId = 0;
+// Largest reply buffer reserved up front on the strength of an allocation hint.
+constexpr std::size_t kMaxReserve = 64u * 1024 * 1024;
 
 }  // namespace
 
@@ -102,14 +107,31 @@ RpcReply RpcBinding::Exchange(std::uint16_t opnum, const std::vector<std::uint8_
   std::vector<std::uint8_t> fragment;
   bool first = true;
   for (;;) {
-    const PduHeader header = socket_->ReadFragment(&fragment, recvFrag_, deadline, 0);
+    // The header is read first; the stub of a response then goes straight
+    // to its place in the reply, without a copy through the fragment.
+    fragment.resize(kResponseHeaderSize);
+    socket_->ReadExact(fragment.data(), kHeaderSize, deadline);
+    const PduHeader header = ParseHeader(fragment.data(), kHeaderSize);
+    if (header.fragLength > recvFrag_) throw RpcError(kRpcCallFailed, "fragment longer than negotiated");
     if (header.callId != callId) throw RpcError(kRpcCallFailed, "reply to another call");
-    if (header.type == kPduFault) throw RpcError(ParseFault(fragment.data(), fragment.size()), "call faulted");
-    const std::size_t offset = ParseResponse(fragment.data(), fragment.size());
+    if (header.type != kPduResponse || header.fragLength < kResponseHeaderSize) {
+      fragment.resize(header.fragLength);
+      socket_->ReadExact(fragment.data() + kHeaderSize, header.fragLength - kHeaderSize, deadline);
+      if (header.type == kPduFault) throw RpcError(ParseFault(fragment.data(), fragment.size()), "call faulted");
+      throw RpcError(kRpcCallFailed, "unexpected PDU in reply");
+    }
+    socket_->ReadExact(fragment.data() + kHeaderSize, kResponseHeaderSize - kHeaderSize, deadline);
     if (first != ((header.flags & kFirstFrag) != 0)) throw RpcError(kRpcCallFailed, "fragments out of order");
-    if (first) reply.bigEndian = header.bigEndian;
+    if (first) {
+      reply.bigEndian = header.bigEndian;
+      // The allocation hint is the peer's word: used to reserve, within reason.
+      NdrReader hint(fragment.data() + kHeaderSize, 4, header.bigEndian);
+      reply.stub.reserve(std::min<std::size_t>(hint.U32(), kMaxReserve));
+    }
     first = false;
-    reply.stub.insert(reply.stub.end(), fragment.begin() + static_cast<std::ptrdiff_t>(offset), fragment.end());
+    const std::size_t at = reply.stub.size();
+    reply.stub.resize(at + header.fragLength - kResponseHeaderSize);
+    socket_->ReadExact(reply.stub.data() + at, header.fragLength - kResponseHeaderSize, deadline);
     if (header.flags & kLastFrag) return reply;
   }
 }

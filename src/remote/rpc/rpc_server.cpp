@@ -4,6 +4,7 @@
 #include <netinet/in.h>
 #include <poll.h>
 #include <sys/socket.h>
+#include <sys/uio.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -11,6 +12,7 @@
 #include <cstring>
 #include <vector>
 
+#include "foundation/cfg_string.h"
 #include "remote/rpc/ndr.h"
 #include "remote/rpc/rpc_error.h"
 #include "remote/rpc/rpc_socket.h"
@@ -145,6 +147,7 @@ void RpcServer::Serve(int fd, PeerInfo peer, Worker* worker) {
   std::vector<std::uint8_t> stub;
   std::vector<std::uint8_t> reply;
   std::vector<std::uint8_t> out;
+  std::vector<iovec> parts;
   try {
     for (;;) {
       const PduHeader header =
@@ -168,7 +171,7 @@ void RpcServer::Serve(int fd, PeerInfo peer, Worker* worker) {
         ack.maxXmitFrag = std::min(bind.maxRecvFrag, options_.maxFrag);
         ack.maxRecvFrag = std::min(bind.maxXmitFrag, options_.maxFrag);
         ack.assocGroup = bind.assocGroup != 0 ? bind.assocGroup : 0x53F0;
-        const std::string portText = std::to_string(port_);
+        const std::string portText = FormatString("%u", port_).c_str();
         ack.secondaryAddress.assign(portText.begin(), portText.end());
         ack.secondaryAddress.push_back('\0');
         for (const ContextElement& element : bind.contexts) {
@@ -184,7 +187,7 @@ void RpcServer::Serve(int fd, PeerInfo peer, Worker* worker) {
         continue;
       }
       if (header.type != kPduRequest) {
-        throw RpcError(kRpcCallFailed, "unexpected PDU type " + std::to_string(header.type));
+        throw RpcError(kRpcCallFailed, FormatString("unexpected PDU type %u", header.type).c_str());
       }
       if (!association.bound) throw RpcError(kRpcCallFailed, "request before bind");
       if (!(header.flags & kFirstFrag)) throw RpcError(kRpcCallFailed, "request does not start with a first fragment");
@@ -224,13 +227,22 @@ void RpcServer::Serve(int fd, PeerInfo peer, Worker* worker) {
       }
       out.clear();
       if (fault != 0) {
-        Log(1, who + ": procedure " + std::to_string(info.opnum) + " answered with fault " + std::to_string(fault));
+        Log(1, who + FormatString(": procedure %u answered with fault 0x%08X", info.opnum, fault).c_str());
         out = EncodeFault(header.callId, info.contextId, fault);
-      } else {
-        AppendResponseFragments(&out, header.callId, info.contextId, reply.data(), reply.size(),
-                                association.sendFrag);
+        socket.SendAll(out.data(), out.size(), Deadline::InMs(options_.ioTimeoutMs));
+        continue;
       }
-      socket.SendAll(out.data(), out.size(), Deadline::InMs(options_.ioTimeoutMs));
+      // Headers and slices of the reply go out together, without copying the stub.
+      out = ResponseFragmentHeaders(header.callId, info.contextId, reply.size(), association.sendFrag);
+      const std::size_t chunk = StubBytesPerFragment(association.sendFrag);
+      parts.clear();
+      for (std::size_t i = 0, done = 0; i * kResponseHeaderSize < out.size(); ++i) {
+        const std::size_t take = std::min(chunk, reply.size() - done);
+        parts.push_back({out.data() + i * kResponseHeaderSize, kResponseHeaderSize});
+        if (take > 0) parts.push_back({reply.data() + done, take});
+        done += take;
+      }
+      socket.SendVector(parts.data(), parts.size(), Deadline::InMs(options_.ioTimeoutMs));
     }
   } catch (const RpcError& error) {
     Log(2, "connection " + who + " closed: " + error.what());
