@@ -25,8 +25,10 @@ void LogLine(int level, const std::string& text) {
   if (level > logLevel) return;
   static constexpr const char* kNames[] = {"error", "info", "debug"};
   const std::time_t now = std::time(nullptr);
+  std::tm local{};
+  localtime_r(&now, &local);
   char stamp[32];
-  std::strftime(stamp, sizeof stamp, "%Y-%m-%d %H:%M:%S", std::localtime(&now));
+  std::strftime(stamp, sizeof stamp, "%Y-%m-%d %H:%M:%S", &local);
   std::lock_guard<std::mutex> guard(logLock);
   std::fprintf(stderr, "%s keldcfgd %s: %s\n", stamp, kNames[std::clamp(level, 0, 2)], text.c_str());
 }
