@@ -74,26 +74,8 @@ std::string LocatorReply(const LocatorOptions& options, const std::string& reque
 }
 
 bool LocatorService::Start(std::string* error) {
-  listenFd_ = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-  if (listenFd_ < 0) {
-    *error = std::strerror(errno);
-    return false;
-  }
-  const int one = 1;
-  setsockopt(listenFd_, SOL_SOCKET, SO_REUSEADDR, &one, sizeof one);
-  sockaddr_in local{};
-  local.sin_family = AF_INET;
-  local.sin_port = htons(options_.port);
-  local.sin_addr.s_addr = htonl(options_.address);
-  if (bind(listenFd_, reinterpret_cast<sockaddr*>(&local), sizeof local) != 0 || listen(listenFd_, 16) != 0) {
-    *error = std::strerror(errno);
-    close(listenFd_);
-    listenFd_ = -1;
-    return false;
-  }
-  socklen_t length = sizeof local;
-  getsockname(listenFd_, reinterpret_cast<sockaddr*>(&local), &length);
-  port_ = ntohs(local.sin_port);
+  listenFd_ = rpc::ListenTcp(options_.address, options_.port, &port_, error);
+  if (listenFd_ < 0) return false;
   thread_ = std::thread([this] { Loop(); });
   return true;
 }

@@ -60,26 +60,8 @@ void RpcServer::Log(int level, const std::string& text) const {
 }
 
 bool RpcServer::Start(std::string* error) {
-  listenFd_ = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-  if (listenFd_ < 0) {
-    *error = std::strerror(errno);
-    return false;
-  }
-  const int one = 1;
-  setsockopt(listenFd_, SOL_SOCKET, SO_REUSEADDR, &one, sizeof one);
-  sockaddr_in local{};
-  local.sin_family = AF_INET;
-  local.sin_port = htons(options_.port);
-  local.sin_addr.s_addr = htonl(options_.address);
-  if (bind(listenFd_, reinterpret_cast<sockaddr*>(&local), sizeof local) != 0 || listen(listenFd_, 64) != 0) {
-    *error = std::strerror(errno);
-    close(listenFd_);
-    listenFd_ = -1;
-    return false;
-  }
-  socklen_t length = sizeof local;
-  getsockname(listenFd_, reinterpret_cast<sockaddr*>(&local), &length);
-  port_ = ntohs(local.sin_port);
+  listenFd_ = ListenTcp(options_.address, options_.port, &port_, error);
+  if (listenFd_ < 0) return false;
   acceptThread_ = std::thread([this] { AcceptLoop(); });
   return true;
 }

@@ -48,6 +48,29 @@ std::string FormatPeer(std::uint32_t address, std::uint16_t port) {
   return text;
 }
 
+int ListenTcp(std::uint32_t address, std::uint16_t port, std::uint16_t* boundPort, std::string* error) {
+  const int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  if (fd < 0) {
+    *error = std::strerror(errno);
+    return -1;
+  }
+  const int one = 1;
+  setsockopt(fd, SOL_SOCKET, SO_REUSEADDR, &one, sizeof one);
+  sockaddr_in local{};
+  local.sin_family = AF_INET;
+  local.sin_port = htons(port);
+  local.sin_addr.s_addr = htonl(address);
+  if (bind(fd, reinterpret_cast<sockaddr*>(&local), sizeof local) != 0 || listen(fd, 64) != 0) {
+    *error = std::strerror(errno);
+    close(fd);
+    return -1;
+  }
+  socklen_t length = sizeof local;
+  getsockname(fd, reinterpret_cast<sockaddr*>(&local), &length);
+  *boundPort = ntohs(local.sin_port);
+  return fd;
+}
+
 RpcSocket::RpcSocket(int fd) : fd_(fd), buffer_(kBufferSize) { MakeNonBlocking(fd_); }
 
 RpcSocket::~RpcSocket() {

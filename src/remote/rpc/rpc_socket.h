@@ -76,6 +76,10 @@ class RpcSocket {
   std::size_t end_ = 0;
 };
 
+// A listening TCP socket on an IPv4 address (host byte order) and port (0
+// picks a free one, reported through *boundPort); -1 with errno's text.
+int ListenTcp(std::uint32_t address, std::uint16_t port, std::uint16_t* boundPort, std::string* error);
+
 // "a.b.c.d:port" of an IPv4 address in host byte order.
 std::string FormatPeer(std::uint32_t address, std::uint16_t port);
 
