@@ -1,0 +1,269 @@
+// The client end to end: host-level queries and remote sessions against
+// keldcfgd's service in-process, time-outs, fragmentation and reconnection.
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <thread>
+#include <vector>
+
+#include "keldcfgc/keldcfgc.h"
+#include "remote/host_queries.h"
+#include "remote/remote_device_config_session.h"
+#include "remote/remote_session.h"
+#include "remote/rpc/cfg_remote.h"
+#include "remote/rpc/rpc_binding.h"
+#include "remote/rpc/rpc_error.h"
+#include "session/library_version.h"
+#include "session/session_registry.h"
+#include "support_servers.h"
+
+namespace keld {
+namespace {
+
+using namespace testsupport;
+
+TEST(HostQueries, QueryVersionThroughTheLocator) {
+  ServiceServer server;
+  HttpStandIn locator("HTTP/1.0 200 OK\r\n\r\nPort=" + std::to_string(server.port()) + "\r\n");
+  ScopedLocatorPort redirect(locator.port());
+  std::uint32_t version = 0;
+  EXPECT_EQ(cfgQueryVersion("127.0.0.1::name", &version), 0);
+  EXPECT_EQ(version, kCurrentVersion);
+}
+
+TEST(HostQueries, QueryVersionOfLocalhostOnTheRegistryPort) {
+  ServiceServer server;
+  ScopedRegistryPort registry(server.port());
+  std::uint32_t version = 0;
+  EXPECT_EQ(cfgQueryVersion("localhost", &version), 0);
+  EXPECT_EQ(version, kCurrentVersion);
+}
+
+TEST(HostQueries, DownTargetGivesRemoteExceptionAndKeepsPreset) {
+  ScopedRegistryPort registry(UnusedPort());
+  std::uint32_t version = 0;
+  EXPECT_EQ(static_cast<Status>(cfgQueryVersion("localhost", &version)), kRemoteException);
+  EXPECT_EQ(version, 0x01200000u);
+}
+
+TEST(HostQueries, CheckPasswordSendsNothing) {
+  EchoHandler handler;
+  HandlerServer server(&handler);
+  ScopedRegistryPort registry(server.port());
+  EXPECT_EQ(static_cast<Status>(cfgCheckPassword("localhost", "secret")), kNotSupported);
+  EXPECT_EQ(handler.connections.load(), 0);
+}
+
+TEST(HostQueries, UnbindableHostGivesTheRuntimeStatus) {
+  EXPECT_EQ(cfgCheckPassword("bad[host", "x"), 1700);
+  std::uint32_t mtu = 0;
+  EXPECT_EQ(cfgGetNetworkInterfaceMTU("bad[host", "lo", &mtu), 1700);
+}
+
+TEST(HostQueries, MtuOfAnAdapter) {
+  ServiceServer server;
+  ScopedRegistryPort registry(server.port());
+  std::uint32_t expected = 0;
+  std::ifstream("/sys/class/net/lo/mtu") >> expected;
+  std::uint32_t mtu = 0;
+  EXPECT_EQ(cfgGetNetworkInterfaceMTU("localhost", "lo", &mtu), 0);
+  EXPECT_EQ(mtu, expected);
+  EXPECT_EQ(static_cast<Status>(cfgGetNetworkInterfaceMTU("localhost", "no-such-adapter", &mtu)), kNotAccessible);
+  EXPECT_EQ(static_cast<Status>(cfgGetNetworkInterfaceMTU("localhost", "../../etc", &mtu)), kNotAccessible);
+  // The server refuses to set an MTU unless started to allow it.
+  EXPECT_EQ(static_cast<Status>(cfgSetNetworkInterfaceMTU("localhost", "lo", 1500)), kNotSupported);
+  // A null out pointer is raised by the stub and ends as the remote exception.
+  EXPECT_EQ(static_cast<Status>(cfgGetNetworkInterfaceMTU("localhost", "lo", nullptr)), kRemoteException);
+  EXPECT_EQ(static_cast<Status>(cfgGetNetworkInterfaceMTU("localhost", nullptr, &mtu)), kRemoteException);
+}
+
+TEST(HostQueries, CallToAServerThatNeverAnswersTimesOut) {
+  SilentServer silent;
+  ScopedRegistryPort registry(silent.port());
+  const std::uint32_t saved = DefaultRemoteTimeout;
+  DefaultRemoteTimeout = 300;
+  std::uint32_t version = 0;
+  EXPECT_EQ(static_cast<Status>(cfgQueryVersion("localhost", &version)), kRemoteException);
+  DefaultRemoteTimeout = saved;
+}
+
+TEST(RemoteSessionTest, OpensPingsAndClosesOnTheTarget) {
+  ServiceServer server;
+  HttpStandIn locator("HTTP/1.0 200 OK\r\n\r\nPort=" + std::to_string(server.port()) + "\r\n");
+  ScopedLocatorPort redirect(locator.port());
+  Status status = 1;
+  {
+    RemoteSession session("client:1", "127.0.0.1::t", kDriverKELDnv, "cam0", &status);
+    ASSERT_EQ(status, kSuccess);
+    EXPECT_NE(session.sessionId, 0u);
+    EXPECT_EQ(session.remoteVersion, kCurrentVersion);
+    EXPECT_EQ(server.service->SessionCount(), 1u);
+    PingCall ping(session.sessionId);
+    EXPECT_EQ(session.ExecuteCall(ping, 0), kSuccess);
+    // The target's local session serves no command yet; its answer comes back.
+    ScopedByteStream in, out;
+    in->AppendU32(7);
+    CommandCall command(session.sessionId, 10, in.get(), out.get());
+    EXPECT_EQ(session.ExecuteCall(command, 1), kNotSupported);
+    PingCall unknown(session.sessionId + 1000);
+    EXPECT_EQ(session.ExecuteCall(unknown, 0), kInvalidSession);
+  }
+  // The destructor closed the session on the target.
+  EXPECT_EQ(server.service->SessionCount(), 0u);
+}
+
+// The target here is a stand-in handler: the service's sessions would share
+// this process's registry, whose lock the client holds while it closes.
+TEST(RemoteSessionTest, FactoryBuildsRemoteSessionOverTheWire) {
+  EchoHandler handler;
+  HandlerServer server(&handler);
+  ScopedRegistryPort registry(server.port());
+  ConfigSession* session = nullptr;
+  ASSERT_EQ(CreateSession(&session, kDriverKELD, "client:2", "localhost", "img0"), kSuccess);
+  EXPECT_TRUE(session->IsRemote());
+  RemoteDeviceConfigSession* remote = nullptr;
+  ASSERT_EQ(GetRemoteSession(&remote, session->id), kSuccess);
+  EXPECT_EQ(remote->sessionId, 42u);
+  EXPECT_EQ(remote->remoteVersion, 0x03020000u);
+  EXPECT_EQ(handler.closes.load(), 0);
+  CloseSession(session);
+  EXPECT_EQ(handler.closes.load(), 1);
+}
+
+TEST(RemoteSessionTest, DownTargetFailsTheFactoryWithRemoteException) {
+  ScopedRegistryPort registry(UnusedPort());
+  ConfigSession* session = nullptr;
+  EXPECT_EQ(CreateSession(&session, kDriverKELD, "client:3", "localhost", "img0"), kRemoteException);
+}
+
+TEST(RemoteSessionTest, LostTargetGivesRemoteExceptionOnPing) {
+  auto server = std::make_unique<ServiceServer>();
+  ScopedRegistryPort registry(server->port());
+  Status status = 1;
+  RemoteSession session("client:4", "localhost", kDriverKELD, "img0", &status);
+  ASSERT_EQ(status, kSuccess);
+  server.reset();
+  PingCall ping(session.sessionId);
+  EXPECT_EQ(session.ExecuteCall(ping, 0), kRemoteException);
+  EXPECT_EQ(session.CloseRemote(), kRemoteException);
+  EXPECT_NE(session.bindings[0], nullptr);  // kept for the destructor's retry
+  session.ReleaseBindings();
+}
+
+TEST(RemoteSessionTest, NullHandleIsRemoteException) {
+  RemoteSession session(1000);
+  VersionCall call(&session.remoteVersion);
+  EXPECT_EQ(session.ExecuteCall(call, 0), kRemoteException);
+  PasswordCall password;
+  EXPECT_EQ(session.ExecuteCall(password, 1), kNotSupported);
+}
+
+TEST(RemoteSessionTest, GraceClosesSessionsOfAVanishedClient) {
+  ServiceServer server(/*graceMs=*/100);
+  {
+    rpc::RpcBinding binding("127.0.0.1", server.port());
+    std::uint32_t id = 0;
+    ASSERT_EQ(rpc::RemoteOpen(&binding, kDriverKELD, "client:5", "img0", &id), kSuccess);
+    EXPECT_EQ(server.service->SessionCount(), 1u);
+  }  // the connection goes without RemoteClose
+  for (int i = 0; i < 200 && server.service->SessionCount() != 0; ++i) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(25));
+  }
+  EXPECT_EQ(server.service->SessionCount(), 0u);
+}
+
+TEST(RemoteSessionTest, ReconnectingClientKeepsItsSession) {
+  ServiceServer server(/*graceMs=*/60000);
+  std::uint32_t id = 0;
+  {
+    rpc::RpcBinding binding("127.0.0.1", server.port());
+    ASSERT_EQ(rpc::RemoteOpen(&binding, kDriverKELD, "client:6", "img0", &id), kSuccess);
+  }
+  rpc::RpcBinding again("127.0.0.1", server.port());
+  EXPECT_EQ(rpc::RemotePing(&again, id), kSuccess);
+  EXPECT_EQ(rpc::RemoteClose(&again, id), kSuccess);
+  EXPECT_EQ(rpc::RemoteClose(&again, id), kInvalidSession);
+}
+
+TEST(RemoteSessionTest, AllowListRefusesOtherPeers) {
+  ServiceServer server(30000, 30000, [](std::uint32_t address) { return address == 0x7F000002; });
+  rpc::RpcBinding binding("127.0.0.1", server.port());
+  binding.SetComTimeout(2000);
+  std::uint32_t version = 0;
+  EXPECT_THROW(rpc::RemoteVersion(&binding, &version), rpc::RpcError);
+}
+
+// Fragmentation in both directions, with the smallest fragment size, for
+// streams around the fragment boundary.
+TEST(Fragmentation, CommandStreamsAroundTheBoundary) {
+  EchoHandler handler;
+  HandlerServer server(&handler, rpc::kMinFragSize);
+  rpc::RpcBinding binding("127.0.0.1", server.port());
+  binding.SetFragmentSizes(rpc::kMinFragSize, rpc::kMinFragSize);
+  const std::size_t chunk = rpc::StubBytesPerFragment(rpc::kMinFragSize);
+  // The command stub carries 8 bytes of ids and 12 of stream header before the data.
+  for (const std::size_t size : {std::size_t{1}, chunk - 24, chunk - 20, chunk - 19, chunk, chunk + 1, 3 * chunk,
+                                 std::size_t{1} << 20}) {
+    ScopedByteStream in, out;
+    std::vector<std::uint8_t> bytes(size);
+    for (std::size_t i = 0; i < size; ++i) bytes[i] = static_cast<std::uint8_t>(i * 13);
+    ASSERT_EQ(in->AppendBytes(bytes.data(), size), kSuccess);
+    ASSERT_EQ(rpc::RemoteCommand(&binding, 42, 0, in.get(), out.get()), kSuccess);
+    ASSERT_EQ(out->size, size);
+    EXPECT_EQ(std::memcmp(out->data, in->data, size), 0) << size;
+  }
+  ScopedByteStream empty, out;
+  ASSERT_EQ(rpc::RemoteCommand(&binding, 42, 0, empty.get(), out.get()), kSuccess);
+  EXPECT_EQ(out->size, 0u);
+  EXPECT_EQ(out->data, nullptr);
+}
+
+TEST(Fragmentation, LargeOutputWithDefaultSizes) {
+  EchoHandler handler;
+  HandlerServer server(&handler);
+  rpc::RpcBinding binding("127.0.0.1", server.port());
+  ScopedByteStream in, out;
+  ASSERT_EQ(rpc::RemoteCommand(&binding, 42, 4u << 20, in.get(), out.get()), kSuccess);
+  ASSERT_EQ(out->size, 4u << 20);
+  EXPECT_EQ(out->data[12345], static_cast<std::uint8_t>(12345));
+}
+
+TEST(Reconnection, NextCallAfterABrokenConnectionConnectsAnew) {
+  EchoHandler handler;
+  auto server = std::make_unique<HandlerServer>(&handler);
+  const std::uint16_t port = server->port();
+  rpc::RpcBinding binding("127.0.0.1", port);
+  binding.SetComTimeout(2000);
+  std::uint32_t version = 0;
+  EXPECT_EQ(rpc::RemoteVersion(&binding, &version), kSuccess);
+  server.reset();
+  EXPECT_THROW(rpc::RemoteVersion(&binding, &version), rpc::RpcError);
+  server = std::make_unique<HandlerServer>(&handler, rpc::kDefaultMaxFrag, 30000, port);
+  EXPECT_EQ(rpc::RemoteVersion(&binding, &version), kSuccess);
+  EXPECT_EQ(handler.connections.load(), 2);
+}
+
+TEST(Concurrency, TwoThreadsShareOneBinding) {
+  EchoHandler handler;
+  HandlerServer server(&handler);
+  rpc::RpcBinding binding("127.0.0.1", server.port());
+  auto work = [&] {
+    for (int i = 0; i < 50; ++i) {
+      ScopedByteStream in, out;
+      in->AppendU32(static_cast<std::uint32_t>(i));
+      ASSERT_EQ(rpc::RemoteCommand(&binding, 42, 0, in.get(), out.get()), kSuccess);
+      std::uint32_t back = 0;
+      ASSERT_EQ(out->ReadU32(&back), kSuccess);
+      EXPECT_EQ(back, static_cast<std::uint32_t>(i));
+    }
+  };
+  std::thread a(work), b(work);
+  a.join();
+  b.join();
+}
+
+}  // namespace
+}  // namespace keld
