@@ -1,9 +1,25 @@
 #!/usr/bin/env bash
 # Installs what the project needs, builds, and runs the main job: the tool
-# reports the library's version and the text of a few statuses.
+# reports the library's version and a few status texts, then starts the
+# target server keldcfgd on loopback and asks it for its version and the MTU
+# of the loopback adapter, directly and through the service locator.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 bash scripts/setup.sh
 bash scripts/build.sh none
-./build/bin/keldcfg version
-./build/bin/keldcfg error 0 0xBFFF8009 0xBFFF8011 0xBFFF8010
+bin=./build/bin
+$bin/keldcfg version
+$bin/keldcfg error 0 0xBFFF8009 0xBFFF8011 0xBFFF8010
+
+locator_port=3580
+$bin/keldcfgd --listen 127.0.0.1:7750 --locator --target demo --log-level error &
+server=$!
+trap 'kill -TERM $server 2>/dev/null; wait $server 2>/dev/null || true' EXIT
+for _ in $(seq 50); do
+  $bin/keldcfg version --host localhost >/dev/null 2>&1 && break
+  sleep 0.1
+done
+$bin/keldcfg version --host localhost
+$bin/keldcfg version --host 127.0.0.1::demo
+$bin/keldcfg mtu --host localhost lo
+echo "locator answered on TCP $locator_port; stopping keldcfgd"

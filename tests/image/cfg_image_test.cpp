@@ -248,10 +248,10 @@ TEST_F(CfgImageTest, CorruptAndTruncatedStreamFormsGiveTheLibrarysStatus) {
 
 // Rebuilds a version-9 record stream as another version by dropping words.
 std::vector<std::uint8_t> AsVersion(const ByteStream& stream, std::uint32_t version, std::size_t droppedWords) {
-  std::vector<std::uint8_t> bytes(stream.data, stream.data + stream.size);
-  std::vector<std::uint8_t> out(4);
+  const std::size_t skipped = 4 + 4 * droppedWords;
+  std::vector<std::uint8_t> out(4 + stream.size - skipped);
   std::memcpy(out.data(), &version, 4);
-  out.insert(out.end(), bytes.begin() + 4 + 4 * static_cast<std::ptrdiff_t>(droppedWords), bytes.end());
+  std::memcpy(out.data() + 4, stream.data + skipped, stream.size - skipped);
   return out;
 }
 
