@@ -146,8 +146,10 @@ KELDCFGC_API int32_t cfgGetAttributeRect(uint32_t session, uint32_t key, uint32_
 
 KELDCFGC_API int32_t cfgSetAttributeRect(uint32_t session, uint32_t key, const uint32_t* rect, int32_t cachedOnly) {
   EnterNativeFrame();
+  // The ends are computed here from origin and extent; the caller's words 4
+  // and 5 are not taken.
   AttrRect value;
-  if (rect != nullptr) value = AttrRect{rect[0], rect[1], rect[2], rect[3], rect[4], rect[5]};
+  if (rect != nullptr) value = AttrRect{rect[0], rect[1], rect[2], rect[3], rect[0] + rect[1], rect[2] + rect[3]};
   return ToResult(SetAttributeFrame(session, key, value, cachedOnly));
 }
 

@@ -111,6 +111,16 @@ TEST_F(AttributeFrames, RectangleIsSixWords) {
   EXPECT_EQ(out[3], 4u);
 }
 
+TEST_F(AttributeFrames, RectangleSetComputesTheEnds) {
+  // The caller's words 4 and 5 do not count: the ends follow from origin and extent.
+  const std::uint32_t rect[6] = {10, 20, 30, 40, 999, 999};
+  ASSERT_EQ(cfgSetAttributeRect(id, 13, rect, 1), 0);
+  std::uint32_t out[6] = {};
+  ASSERT_EQ(cfgGetAttributeRect(id, 13, out, 1), 0);
+  const std::uint32_t expected[6] = {10, 20, 30, 40, 30, 70};
+  EXPECT_EQ(std::memcmp(out, expected, sizeof out), 0);
+}
+
 TEST_F(AttributeFrames, ValidateRunsCommitValidateRefreshAndStopsAtTheFirstFailure) {
   ASSERT_EQ(cfgValidateAttributes(id), 0);
   EXPECT_EQ(script().calls, (std::vector<std::string>{"CommitAttributes", "ValidateAttributes", "RefreshAttributes"}));
