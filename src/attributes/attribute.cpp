@@ -415,8 +415,9 @@ Status CreateAttribute(std::uint32_t type, bool withComponents, Attribute** out)
   return kUnknownAttributeType;
 }
 
+// A dash of the table is the number kNone like any other code, so a code of
+// 0xFFFFFFFF finds the first row without a code in that column.
 std::uint32_t TagFromDriverTypeCode(DriverTypeCodeColumn column, std::uint32_t code) {
-  if (code == kNone) return 0;
   for (const TypeCodeRow& row : kTypeCodes) {
     if (CodeOf(row, column) == code) return row.tag;
   }

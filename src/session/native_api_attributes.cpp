@@ -3,8 +3,10 @@
 // whole configuration. The trailing `cachedOnly` flag chooses between
 // immediate access (0: a get reads the device first, a set writes at once)
 // and the session's cache (a set stays dirty until the next commit).
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <type_traits>
 
 #include "attributes/attribute.h"
 #include "keldcfgc/keldcfgc.h"
@@ -15,21 +17,50 @@ using namespace keld;
 
 namespace {
 
+// Bytes that a typed frame moves between its own value record T and the
+// attribute's value component: all of T where the component holds a T,
+// otherwise as far as both fixed-size records reach (none for the string).
+template <typename T>
+std::size_t OverlapWith(const SubAttribute& component) {
+  if constexpr (std::is_trivially_copyable_v<T>) {
+    return std::min(sizeof(T), ValueRecordSize(component.GetType()));
+  } else {
+    return 0;
+  }
+}
+
 // The value of an attribute as T. The frames do not look at the attribute's
-// type first: a u32 read of another type gives the value component's own u32
-// view, any other mismatch a zeroed value.
+// type first: where it holds another record, T is read from the first bytes
+// of that record (a u32 read of a double gives its first four bytes), and
+// what the record does not reach stays zero.
 template <typename T>
 T ValueOf(Attribute* attribute) {
   if (auto* typed = dynamic_cast<TypedAttribute<T>*>(attribute)) return typed->GetValue();
-  if constexpr (std::is_same_v<T, AttrU32>) return AttrU32{attribute->GetValueAsU32()};
-  return T{};
+  T value{};
+  const SubAttribute* component = attribute->FindSubAttribute(ComponentKey::Value);
+  if (component == nullptr) return value;
+  if constexpr (std::is_trivially_copyable_v<T>) {
+    std::memcpy(&value, component->GetConstData(), OverlapWith<T>(*component));
+  }
+  return value;
 }
 
-// Sets the cached value where the attribute holds a T; a refused value is
-// not reported.
+// Sets the cached value, which makes it dirty. Where the attribute holds
+// another record, T's bytes go over the first bytes of that record in the
+// same way; a value that cannot be placed at all (a text for a number, a
+// number for a text) changes nothing, and nothing is reported.
 template <typename T>
 void SetValueOf(Attribute* attribute, const T& value) {
-  if (auto* typed = dynamic_cast<TypedAttribute<T>*>(attribute)) typed->SetValue(value);
+  if (auto* typed = dynamic_cast<TypedAttribute<T>*>(attribute)) {
+    typed->SetValue(value);
+    return;
+  }
+  SubAttribute* component = attribute->FindSubAttribute(ComponentKey::Value);
+  if (component == nullptr) return;
+  const std::size_t size = OverlapWith<T>(*component);
+  if (size == 0) return;
+  component->SetDirty(1);
+  std::memcpy(component->GetMutableData(), &value, size);
 }
 
 // Find by key, read from the device unless cachedOnly, then hand the
@@ -146,8 +177,10 @@ KELDCFGC_API int32_t cfgGetAttributeRect(uint32_t session, uint32_t key, uint32_
 
 KELDCFGC_API int32_t cfgSetAttributeRect(uint32_t session, uint32_t key, const uint32_t* rect, int32_t cachedOnly) {
   EnterNativeFrame();
+  // The ends are computed here from origin and extent; the caller's words 4
+  // and 5 are not taken.
   AttrRect value;
-  if (rect != nullptr) value = AttrRect{rect[0], rect[1], rect[2], rect[3], rect[4], rect[5]};
+  if (rect != nullptr) value = AttrRect{rect[0], rect[1], rect[2], rect[3], rect[0] + rect[1], rect[2] + rect[3]};
   return ToResult(SetAttributeFrame(session, key, value, cachedOnly));
 }
 

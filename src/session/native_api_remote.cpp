@@ -2,6 +2,7 @@
 // the time-out of remote calls.
 #include "keldcfgc/keldcfgc.h"
 #include "remote/remote_device_config_session.h"
+#include "remote/remote_procedure_call.h"
 #include "session/native_frame.h"
 #include "session/native_lookup.h"
 #include "session/session_timeout.h"
@@ -15,9 +16,9 @@ KELDCFGC_API int32_t cfgPing(uint32_t session) {
   RemoteDeviceConfigSession* remote = nullptr;
   const Status status = GetRemoteSession(&remote, session);
   if (status != kSuccess) return ToResult(status);
-  // The ping call of the remote session is not part of the client yet; a
-  // session that passes the look-up is answered as not supported.
-  return ToResult(kNotSupported);
+  // Asks the target whether its session is still there, on the control handle.
+  PingCall ping(remote->sessionId);
+  return ToResult(remote->ExecuteCall(ping, 0));
 }
 
 KELDCFGC_API int32_t cfgGetTimeout(uint32_t session, uint32_t* timeout) {

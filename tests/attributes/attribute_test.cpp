@@ -419,7 +419,11 @@ TEST(DriverTypeCodes, TableTranslatesBothWays) {
   EXPECT_EQ(TagFromDriverTypeCode(C::kKeld, 1), AttrU32::kTag);
   EXPECT_EQ(TagFromDriverTypeCode(C::kKeld, 7), AttrU64::kTag);
   EXPECT_EQ(TagFromDriverTypeCode(C::kKeld, 8), 0U);
-  EXPECT_EQ(TagFromDriverTypeCode(C::kKeld, 0xFFFFFFFF), 0U);
+  // A dash of the table is the number 0xFFFFFFFF: searched from the top, the
+  // first row with a dash in the column answers.
+  EXPECT_EQ(TagFromDriverTypeCode(C::kKeld, 0xFFFFFFFF), AttrEnum::kTag);
+  EXPECT_EQ(TagFromDriverTypeCode(C::kNVReported, 0xFFFFFFFF), AttrMaxLinesVector::kTag);
+  EXPECT_EQ(TagFromDriverTypeCode(C::kNVAccess, 0xFFFFFFFF), AttrMaxLinesVector::kTag);
   EXPECT_EQ(TagFromDriverTypeCode(C::kNVReported, 0), AttrU32::kTag);
   EXPECT_EQ(TagFromDriverTypeCode(C::kNVReported, 1), AttrI64::kTag);
   EXPECT_EQ(TagFromDriverTypeCode(C::kNVReported, 4), AttrEnum::kTag);

@@ -133,6 +133,26 @@ TEST(RemoteSessionTest, FactoryBuildsRemoteSessionOverTheWire) {
   EXPECT_EQ(handler.closes.load(), 1);
 }
 
+// cfgPing reaches the target on the control handle: the target's answer for
+// a session it knows, and 0xBFFF8004 once the target has gone.
+TEST(RemoteSessionTest, PingFrameAsksTheTarget) {
+  auto handler = std::make_unique<EchoHandler>();
+  auto server = std::make_unique<HandlerServer>(handler.get());
+  ScopedRegistryPort registry(server->port());
+  ConfigSession* session = nullptr;
+  ASSERT_EQ(CreateSession(&session, kDriverKELDnv, "client:5", "localhost", "cam0"), kSuccess);
+  EXPECT_EQ(cfgPing(session->id), 0);
+  RemoteDeviceConfigSession* remote = nullptr;
+  ASSERT_EQ(GetRemoteSession(&remote, session->id), kSuccess);
+  remote->sessionId = 7;  // a session the target does not know
+  EXPECT_EQ(static_cast<Status>(cfgPing(session->id)), kInvalidSession);
+  remote->sessionId = 42;
+  server.reset();
+  EXPECT_EQ(static_cast<Status>(cfgPing(session->id)), kRemoteException);
+  remote->ReleaseBindings();  // nothing left to close on the target
+  CloseSession(session);
+}
+
 TEST(RemoteSessionTest, DownTargetFailsTheFactoryWithRemoteException) {
   ScopedRegistryPort registry(UnusedPort());
   ConfigSession* session = nullptr;

@@ -111,6 +111,42 @@ TEST_F(AttributeFrames, RectangleIsSixWords) {
   EXPECT_EQ(out[3], 4u);
 }
 
+TEST_F(AttributeFrames, RectangleSetComputesTheEnds) {
+  // The caller's words 4 and 5 do not count: the ends follow from origin and extent.
+  const std::uint32_t rect[6] = {10, 20, 30, 40, 999, 999};
+  ASSERT_EQ(cfgSetAttributeRect(id, 13, rect, 1), 0);
+  std::uint32_t out[6] = {};
+  ASSERT_EQ(cfgGetAttributeRect(id, 13, out, 1), 0);
+  const std::uint32_t expected[6] = {10, 20, 30, 40, 30, 70};
+  EXPECT_EQ(std::memcmp(out, expected, sizeof out), 0);
+}
+
+TEST_F(AttributeFrames, TypedAccessDoesNotLookAtTheAttributeType) {
+  // A u32 read of a double attribute gives the first four bytes of the double.
+  const double real = 1.1;  // low word 0x9999999A
+  ASSERT_EQ(cfgSetAttributeDouble(id, 11, real, 1), 0);
+  std::uint32_t word = 0;
+  ASSERT_EQ(cfgGetAttributeU32(id, 11, &word, 1), 0);
+  std::uint32_t expectedWord = 0;
+  std::memcpy(&expectedWord, &real, sizeof expectedWord);
+  EXPECT_EQ(word, expectedWord);
+  EXPECT_NE(word, 0u);
+  // A double read of a u32 attribute takes the four bytes the value has.
+  ASSERT_EQ(cfgSetAttributeU32(id, 10, 0x11223344, 1), 0);
+  double wide = -1.0;
+  ASSERT_EQ(cfgGetAttributeDouble(id, 10, &wide, 1), 0);
+  std::uint64_t bits = 0;
+  std::memcpy(&bits, &wide, sizeof bits);
+  EXPECT_EQ(bits, 0x11223344u);
+  // A u32 set on the double attribute writes its first four bytes and makes it dirty.
+  session->attributes.FindByKey(11)->SetDirty(0);
+  ASSERT_EQ(cfgSetAttributeU32(id, 11, 0x55, 1), 0);
+  EXPECT_NE(session->attributes.FindByKey(11)->IsDirty(), 0u);
+  ASSERT_EQ(cfgGetAttributeU32(id, 11, &word, 1), 0);
+  EXPECT_EQ(word, 0x55u);
+  EXPECT_TRUE(script().calls.empty());
+}
+
 TEST_F(AttributeFrames, ValidateRunsCommitValidateRefreshAndStopsAtTheFirstFailure) {
   ASSERT_EQ(cfgValidateAttributes(id), 0);
   EXPECT_EQ(script().calls, (std::vector<std::string>{"CommitAttributes", "ValidateAttributes", "RefreshAttributes"}));
