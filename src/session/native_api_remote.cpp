@@ -15,9 +15,7 @@ KELDCFGC_API int32_t cfgPing(uint32_t session) {
   RemoteDeviceConfigSession* remote = nullptr;
   const Status status = GetRemoteSession(&remote, session);
   if (status != kSuccess) return ToResult(status);
-  // The ping call of the remote session is not part of the client yet; a
-  // session that passes the look-up is answered as not supported.
-  return ToResult(kNotSupported);
+  return ToResult(remote->Ping());
 }
 
 KELDCFGC_API int32_t cfgGetTimeout(uint32_t session, uint32_t* timeout) {

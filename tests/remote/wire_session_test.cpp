@@ -2,6 +2,7 @@
 // keldcfgd's service in-process, time-outs, fragmentation and reconnection.
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <chrono>
 #include <cstdlib>
 #include <cstring>
@@ -131,6 +132,43 @@ TEST(RemoteSessionTest, FactoryBuildsRemoteSessionOverTheWire) {
   EXPECT_EQ(handler.closes.load(), 0);
   CloseSession(session);
   EXPECT_EQ(handler.closes.load(), 1);
+}
+
+// Answers the ping only after a pause, so that a short time-out runs out.
+class SlowPingHandler : public EchoHandler {
+ public:
+  Status Ping(const rpc::PeerInfo& peer, std::uint32_t id) override {
+    std::this_thread::sleep_for(std::chrono::milliseconds(pauseMs.load()));
+    return EchoHandler::Ping(peer, id);
+  }
+  std::atomic<int> pauseMs{0};
+};
+
+TEST(RemoteSessionTest, PingReachesTheTargetAndFailsOnceItHasGone) {
+  auto handler = std::make_unique<EchoHandler>();
+  auto server = std::make_unique<HandlerServer>(handler.get());
+  ScopedRegistryPort registry(server->port());
+  ConfigSession* session = nullptr;
+  ASSERT_EQ(CreateSession(&session, kDriverKELD, "client:ping", "localhost", "img0"), kSuccess);
+  EXPECT_EQ(cfgPing(session->id), 0);
+  server.reset();
+  EXPECT_EQ(static_cast<Status>(cfgPing(session->id)), kRemoteException);
+  CloseSession(session);
+}
+
+TEST(RemoteSessionTest, SetTimeoutTakesEffectOnTheVeryNextCall) {
+  SlowPingHandler handler;
+  HandlerServer server(&handler);
+  ScopedRegistryPort registry(server.port());
+  ConfigSession* session = nullptr;
+  ASSERT_EQ(CreateSession(&session, kDriverKELD, "client:timeout", "localhost", "img0"), kSuccess);
+  handler.pauseMs = 300;
+  ASSERT_EQ(cfgSetTimeout(session->id, 1), 0);
+  EXPECT_EQ(static_cast<Status>(cfgPing(session->id)), kRemoteException);
+  ASSERT_EQ(cfgSetTimeout(session->id, 30000), 0);
+  EXPECT_EQ(cfgPing(session->id), 0);
+  handler.pauseMs = 0;
+  CloseSession(session);
 }
 
 TEST(RemoteSessionTest, DownTargetFailsTheFactoryWithRemoteException) {
