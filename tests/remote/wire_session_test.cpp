@@ -7,12 +7,14 @@
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
+#include <future>
 #include <thread>
 #include <vector>
 
 #include "keldcfgc/keldcfgc.h"
 #include "remote/host_queries.h"
 #include "remote/remote_device_config_session.h"
+#include "remote/remote_keld_config_session.h"
 #include "remote/remote_session.h"
 #include "remote/rpc/cfg_remote.h"
 #include "remote/rpc/rpc_binding.h"
@@ -169,6 +171,143 @@ TEST(RemoteSessionTest, SetTimeoutTakesEffectOnTheVeryNextCall) {
   EXPECT_EQ(cfgPing(session->id), 0);
   handler.pauseMs = 0;
   CloseSession(session);
+}
+
+// A remote frame-grabber session whose self test holds until another
+// thread has looked at the session's time-out.
+class HeldDiagnosticsSession : public RemoteKELDConfigSession {
+ public:
+  using RemoteKELDConfigSession::RemoteKELDConfigSession;
+  Status RunDiagnostics(std::uint32_t, std::uint32_t* count) override {
+    inside.set_value();
+    looked.get_future().wait_for(std::chrono::seconds(10));
+    *count = 1;
+    return kSuccess;
+  }
+  static inline std::promise<void> inside;
+  static inline std::promise<void> looked;
+};
+
+TEST(RemoteSessionTest, OtherThreadSeesTheDiagnosticsTimeout) {
+  EchoHandler handler;
+  HandlerServer server(&handler);
+  ScopedRegistryPort registry(server.port());
+  HeldDiagnosticsSession::inside = {};
+  HeldDiagnosticsSession::looked = {};
+  testing::SetSessionBuilder([](std::uint32_t, const char* host, const char* name, Status* status) {
+    return new HeldDiagnosticsSession("client:diag", host, kDriverKELD, name, status);
+  });
+  ConfigSession* session = nullptr;
+  const Status created = CreateSession(&session, kDriverKELD, "client:diag", "localhost", "img0");
+  testing::SetSessionBuilder(nullptr);
+  ASSERT_EQ(created, kSuccess);
+  const std::uint32_t id = session->id;
+  ASSERT_EQ(cfgSetTimeout(id, 2500), 0);
+
+  std::uint32_t during = 0;
+  std::thread other([&] {
+    if (HeldDiagnosticsSession::inside.get_future().wait_for(std::chrono::seconds(10)) == std::future_status::ready) {
+      cfgGetTimeout(id, &during);
+    }
+    HeldDiagnosticsSession::looked.set_value();
+  });
+  std::uint32_t count = 0;
+  EXPECT_EQ(cfgRunDiagnostics(id, 0, &count), 0);
+  other.join();
+  EXPECT_EQ(during, 360000u);
+  std::uint32_t after = 0;
+  ASSERT_EQ(cfgGetTimeout(id, &after), 0);
+  EXPECT_EQ(after, 2500u);
+  CloseSession(session);
+}
+
+// Answers open, version and close with what the test sets, and counts them.
+class ScriptedHandler : public EchoHandler {
+ public:
+  Status Open(const rpc::PeerInfo& peer, std::uint32_t type, const std::string& name, const std::string& interface,
+              std::uint32_t* id) override {
+    ++opens;
+    EchoHandler::Open(peer, type, name, interface, id);
+    return openAnswer.load();
+  }
+  Status Version(const rpc::PeerInfo& peer, std::uint32_t* version) override {
+    ++versions;
+    EchoHandler::Version(peer, version);
+    return versionAnswer.load();
+  }
+  Status Close(const rpc::PeerInfo& peer, std::uint32_t id) override {
+    EchoHandler::Close(peer, id);
+    return closes.load() <= failingCloses.load() ? kInvalidSession : kSuccess;
+  }
+  std::atomic<Status> openAnswer{kSuccess};
+  std::atomic<Status> versionAnswer{kSuccess};
+  std::atomic<int> failingCloses{0};
+  std::atomic<int> opens{0};
+  std::atomic<int> versions{0};
+};
+
+TEST(RemoteSessionTest, FailedOpenReleasesBothHandlesAndSkipsTheVersion) {
+  ScriptedHandler handler;
+  HandlerServer server(&handler);
+  ScopedRegistryPort registry(server.port());
+  handler.openAnswer = 0xBFF60123;
+  Status status = 0;
+  RemoteSession session("client:open", "localhost", kDriverKELD, "img0", &status);
+  EXPECT_EQ(status, 0xBFF60123u);
+  EXPECT_EQ(handler.opens.load(), 1);
+  EXPECT_EQ(handler.versions.load(), 0);
+  EXPECT_EQ(session.bindings[0], nullptr);
+  EXPECT_EQ(session.bindings[1], nullptr);
+}
+
+TEST(RemoteSessionTest, FailedVersionReleasesBothHandles) {
+  ScriptedHandler handler;
+  HandlerServer server(&handler);
+  ScopedRegistryPort registry(server.port());
+  handler.versionAnswer = 0xBFF60124;
+  {
+    Status status = 0;
+    RemoteSession session("client:version", "localhost", kDriverKELD, "img0", &status);
+    EXPECT_EQ(status, 0xBFF60124u);
+    EXPECT_EQ(handler.versions.load(), 1);
+    EXPECT_EQ(session.bindings[0], nullptr);
+    EXPECT_EQ(session.bindings[1], nullptr);
+  }
+  EXPECT_EQ(handler.closes.load(), 0);  // nothing left to close
+}
+
+TEST(RemoteSessionTest, RefusedCloseKeepsTheHandlesAndTheDestructorRetries) {
+  ScriptedHandler handler;
+  HandlerServer server(&handler);
+  ScopedRegistryPort registry(server.port());
+  handler.failingCloses = 1;
+  {
+    Status status = 1;
+    RemoteSession session("client:close", "localhost", kDriverKELD, "img0", &status);
+    ASSERT_EQ(status, kSuccess);
+    EXPECT_NE(session.remoteVersion, 0u);
+    EXPECT_EQ(session.CloseRemote(), kInvalidSession);
+    EXPECT_NE(session.bindings[0], nullptr);
+    EXPECT_NE(session.bindings[1], nullptr);
+    EXPECT_EQ(session.remoteVersion, 0u);
+    EXPECT_EQ(handler.closes.load(), 1);
+  }
+  EXPECT_EQ(handler.closes.load(), 2);
+}
+
+TEST(RemoteSessionTest, AcceptedCloseReleasesTheHandlesAndIsNotRepeated) {
+  ScriptedHandler handler;
+  HandlerServer server(&handler);
+  ScopedRegistryPort registry(server.port());
+  {
+    Status status = 1;
+    RemoteSession session("client:closed", "localhost", kDriverKELD, "img0", &status);
+    ASSERT_EQ(status, kSuccess);
+    EXPECT_EQ(session.CloseRemote(), kSuccess);
+    EXPECT_EQ(session.bindings[0], nullptr);
+    EXPECT_EQ(session.bindings[1], nullptr);
+  }
+  EXPECT_EQ(handler.closes.load(), 1);
 }
 
 TEST(RemoteSessionTest, DownTargetFailsTheFactoryWithRemoteException) {
