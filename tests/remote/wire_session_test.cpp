@@ -310,6 +310,32 @@ TEST(RemoteSessionTest, AcceptedCloseReleasesTheHandlesAndIsNotRepeated) {
   EXPECT_EQ(handler.closes.load(), 1);
 }
 
+TEST(RemoteSessionTest, FactoryTreatsLoopbackAsLocalAndNamedLoopbackAsRemote) {
+  EchoHandler handler;
+  HandlerServer server(&handler);
+  HttpStandIn locator("HTTP/1.0 200 OK\r\n\r\nPort=" + std::to_string(server.port()) + "\r\n");
+  ScopedLocatorPort redirect(locator.port());
+  ScopedRegistryPort registry(UnusedPort());
+
+  ConfigSession* local = nullptr;
+  ASSERT_EQ(CreateSession(&local, kDriverKELD, "client:loop", "127.0.0.1", "img0"), kSuccess);
+  EXPECT_FALSE(local->IsRemote());
+  EXPECT_TRUE(locator.requests().empty());
+  EXPECT_EQ(handler.connections.load(), 0);
+  CloseSession(local);
+
+  ConfigSession* named = nullptr;
+  ASSERT_EQ(CreateSession(&named, kDriverKELD, "client:loop", "127.0.0.1::name", "img0"), kSuccess);
+  EXPECT_TRUE(named->IsRemote());
+  EXPECT_EQ(locator.requests().size(), 1u);
+  RemoteDeviceConfigSession* remote = nullptr;
+  ASSERT_EQ(GetRemoteSession(&remote, named->id), kSuccess);
+  EXPECT_EQ(remote->sessionId, 42u);
+  // The image handle is bound although this session never takes an image.
+  EXPECT_NE(remote->bindings[1], nullptr);
+  CloseSession(named);
+}
+
 TEST(RemoteSessionTest, DownTargetFailsTheFactoryWithRemoteException) {
   ScopedRegistryPort registry(UnusedPort());
   ConfigSession* session = nullptr;
