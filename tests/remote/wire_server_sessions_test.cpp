@@ -67,8 +67,15 @@ class ServerSessions : public ::testing::Test {
     return HeldCommandSession::destroyed;
   }
 
+  // Opens a held session over the control connection into id_.
+  void OpenHeld() { ASSERT_EQ(rpc::RemoteOpen(&control_, kDriverKELD, "client:held", "img0", &id_), kSuccess); }
+
   std::promise<void> releaser_;
   bool released_ = false;
+  ServiceServer server_;
+  rpc::RpcBinding control_{"127.0.0.1", server_.port()};
+  rpc::RpcBinding images_{"127.0.0.1", server_.port()};
+  std::uint32_t id_ = 0;
 };
 
 // Runs command 10 on `binding` in a thread and waits until it is inside the session.
@@ -84,15 +91,13 @@ std::thread CommandInFlight(rpc::RpcBinding* binding, std::uint32_t id, Status* 
 }
 
 TEST_F(ServerSessions, CloseWaitsForTheCommandInFlight) {
-  ServiceServer server;
-  rpc::RpcBinding control("127.0.0.1", server.port());
-  rpc::RpcBinding images("127.0.0.1", server.port());
-  std::uint32_t id = 0;
-  ASSERT_EQ(rpc::RemoteOpen(&control, kDriverKELD, "client:held", "img0", &id), kSuccess);
+  OpenHeld();
+  rpc::RpcBinding& control = control_;
+  const std::uint32_t id = id_;
 
   Status commandStatus = 1;
   std::uint32_t echoed = 0;
-  std::thread command = CommandInFlight(&images, id, &commandStatus, &echoed);
+  std::thread command = CommandInFlight(&images_, id, &commandStatus, &echoed);
   std::atomic<Status> closeStatus{1};
   std::thread close([&] { closeStatus = rpc::RemoteClose(&control, id); });
 
@@ -104,20 +109,18 @@ TEST_F(ServerSessions, CloseWaitsForTheCommandInFlight) {
   EXPECT_EQ(echoed, 10u);
   EXPECT_EQ(closeStatus.load(), kSuccess);
   EXPECT_TRUE(HeldCommandSession::destroyed);
-  EXPECT_EQ(server.service->SessionCount(), 0u);
+  EXPECT_EQ(server_.service->SessionCount(), 0u);
   EXPECT_EQ(rpc::RemotePing(&control, id), kInvalidSession);
 }
 
 TEST_F(ServerSessions, ReopenWaitsForTheCommandInFlight) {
-  ServiceServer server;
-  rpc::RpcBinding control("127.0.0.1", server.port());
-  rpc::RpcBinding images("127.0.0.1", server.port());
-  std::uint32_t id = 0;
-  ASSERT_EQ(rpc::RemoteOpen(&control, kDriverKELD, "client:held", "img0", &id), kSuccess);
+  OpenHeld();
+  rpc::RpcBinding& control = control_;
+  const std::uint32_t id = id_;
 
   Status commandStatus = 1;
   std::uint32_t echoed = 0;
-  std::thread command = CommandInFlight(&images, id, &commandStatus, &echoed);
+  std::thread command = CommandInFlight(&images_, id, &commandStatus, &echoed);
   std::atomic<Status> openStatus{1};
   std::atomic<std::uint32_t> second{0};
   std::thread reopen([&] {
@@ -137,7 +140,7 @@ TEST_F(ServerSessions, ReopenWaitsForTheCommandInFlight) {
   // The old id has gone with its session; the new one answers.
   EXPECT_EQ(rpc::RemotePing(&control, id), kInvalidSession);
   EXPECT_EQ(rpc::RemotePing(&control, second.load()), kSuccess);
-  EXPECT_EQ(server.service->SessionCount(), 1u);
+  EXPECT_EQ(server_.service->SessionCount(), 1u);
   EXPECT_EQ(rpc::RemoteClose(&control, second.load()), kSuccess);
 }
 
