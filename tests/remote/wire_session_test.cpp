@@ -52,6 +52,15 @@ TEST(HostQueries, DownTargetGivesRemoteExceptionAndKeepsPreset) {
   EXPECT_EQ(version, 0x01200000u);
 }
 
+TEST(HostQueries, NamedTargetWithoutLocatorGivesRemoteException) {
+  ScopedLocatorPort redirect(UnusedPort());
+  std::uint32_t version = 0;
+  EXPECT_EQ(static_cast<Status>(cfgQueryVersion("127.0.0.1::gone", &version)), kRemoteException);
+  EXPECT_EQ(version, 0x01200000u);
+  ConfigSession* session = nullptr;
+  EXPECT_EQ(CreateSession(&session, kDriverKELDnv, "client:gone", "127.0.0.1::gone", "cam0"), kRemoteException);
+}
+
 TEST(HostQueries, CheckPasswordSendsNothing) {
   EchoHandler handler;
   HandlerServer server(&handler);
