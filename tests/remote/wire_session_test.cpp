@@ -458,6 +458,46 @@ TEST(Reconnection, NextCallAfterABrokenConnectionConnectsAnew) {
   EXPECT_EQ(handler.connections.load(), 2);
 }
 
+// Holds every ping until the test lets it go.
+class HeldPingHandler : public EchoHandler {
+ public:
+  Status Ping(const rpc::PeerInfo& peer, std::uint32_t id) override {
+    inside.set_value();
+    release.wait_for(std::chrono::seconds(10));
+    return EchoHandler::Ping(peer, id);
+  }
+  std::promise<void> inside;
+  std::shared_future<void> release;
+};
+
+// A call that waits behind another thread's call on the same handle still
+// ends within its own time-out.
+TEST(Concurrency, WaitBehindAnotherCallCountsAgainstTheTimeOut) {
+  HeldPingHandler handler;
+  std::promise<void> releaser;
+  handler.release = releaser.get_future().share();
+  std::future<void> inside = handler.inside.get_future();
+  HandlerServer server(&handler);
+  rpc::RpcBinding binding("127.0.0.1", server.port());
+  binding.SetComTimeout(20000);
+  std::atomic<bool> firstDone{false};
+  Status first = 1;
+  std::thread held([&] {
+    first = rpc::RemotePing(&binding, 42);
+    firstDone = true;
+  });
+  ASSERT_EQ(inside.wait_for(std::chrono::seconds(10)), std::future_status::ready);
+
+  binding.SetComTimeout(200);
+  std::uint32_t version = 0;
+  EXPECT_THROW(rpc::RemoteVersion(&binding, &version), rpc::RpcError);
+  EXPECT_FALSE(firstDone.load());  // it gave up while the other call was still held
+
+  releaser.set_value();
+  held.join();
+  EXPECT_EQ(first, kSuccess);
+}
+
 TEST(Concurrency, TwoThreadsShareOneBinding) {
   EchoHandler handler;
   HandlerServer server(&handler);
