@@ -3,6 +3,11 @@
 // It remembers which connections use which session; a session whose last
 // connection has gone is closed after the grace period unless a connection
 // uses it again first. Stop closes every session it made.
+//
+// A client reaches one session over two connections (control and images),
+// so a close, or a reopen of the same client, driver and interface, may come
+// in while a command runs on the session elsewhere: such a close waits until
+// the session is idle, and calls that come meanwhile find the id gone.
 #pragma once
 
 #include <chrono>
@@ -49,19 +54,32 @@ class CfgService : public rpc::CfgRemoteHandler {
 
  private:
   struct Tracked {
+    std::string key;  // driver, client and interface: the registry's reopening key
     std::set<std::uint64_t> connections;
     bool orphaned = false;
     std::chrono::steady_clock::time_point orphanedAt{};
+    int busy = 0;          // calls running on the session
+    bool closing = false;  // a close waits for it to become idle
   };
 
-  // Marks the session as used by the peer's connection; false if unknown.
-  bool Touch(const rpc::PeerInfo& peer, std::uint32_t sessionId);
+  // Marks the session as used by the peer's connection and as busy; false
+  // if unknown or being closed. Every true is paired with Release.
+  bool Acquire(const rpc::PeerInfo& peer, std::uint32_t sessionId);
+  void Release(std::uint32_t sessionId);
+  // With lock_ held: marks the session as closing, waits until no call runs
+  // on it and forgets it; false if unknown or already being closed.
+  bool Retire(std::unique_lock<std::mutex>& guard, std::uint32_t sessionId);
   void ReapLoop();
   void Log(int level, const std::string& text) const;
 
   ServiceOptions options_;
+  // Held across every creation and close of a session in the registry, so
+  // that a reopen's implicit close and an explicit close never meet. Taken
+  // before lock_, never while holding it.
+  std::mutex registryLock_;
   std::mutex lock_;
   std::condition_variable wake_;
+  std::condition_variable idle_;
   bool stopping_ = false;
   std::map<std::uint32_t, Tracked> sessions_;
   std::thread reaper_;

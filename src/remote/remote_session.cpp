@@ -100,6 +100,11 @@ Status RemoteSession::CloseRemote() {
   return status;
 }
 
+Status RemoteSession::Ping() {
+  PingCall ping(sessionId);
+  return ExecuteCall(ping, 0);
+}
+
 void RemoteSession::ReleaseBindings() {
   bindings[0].reset();
   bindings[1].reset();

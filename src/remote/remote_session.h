@@ -42,6 +42,8 @@ class RemoteSession {
   Status Open(std::uint32_t driverType, const char* name, const char* host, const char* interfaceName);
   // RemoteClose; releases the handles only where the target agreed.
   Status CloseRemote();
+  // RemotePing of the target's session on the control handle.
+  Status Ping();
   void ReleaseBindings();
 
   std::unique_ptr<rpc::RpcBinding> bindings[2];

@@ -2,7 +2,6 @@
 // the time-out of remote calls.
 #include "keldcfgc/keldcfgc.h"
 #include "remote/remote_device_config_session.h"
-#include "remote/remote_procedure_call.h"
 #include "session/native_frame.h"
 #include "session/native_lookup.h"
 #include "session/session_timeout.h"
@@ -16,9 +15,7 @@ KELDCFGC_API int32_t cfgPing(uint32_t session) {
   RemoteDeviceConfigSession* remote = nullptr;
   const Status status = GetRemoteSession(&remote, session);
   if (status != kSuccess) return ToResult(status);
-  // Asks the target whether its session is still there, on the control handle.
-  PingCall ping(remote->sessionId);
-  return ToResult(remote->ExecuteCall(ping, 0));
+  return ToResult(remote->Ping());
 }
 
 KELDCFGC_API int32_t cfgGetTimeout(uint32_t session, uint32_t* timeout) {

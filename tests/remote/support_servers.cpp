@@ -172,6 +172,18 @@ int ConnectRaw(std::uint16_t port) {
   return fd;
 }
 
+std::vector<std::uint8_t> ReadRawPdu(int fd) {
+  timeval limit{5, 0};
+  setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
+  std::vector<std::uint8_t> pdu(16);
+  if (recv(fd, pdu.data(), 16, MSG_WAITALL) != 16) return {};
+  const std::size_t length = pdu[8] | pdu[9] << 8;
+  if (length < 16) return {};
+  pdu.resize(length);
+  if (length > 16 && recv(fd, pdu.data() + 16, length - 16, MSG_WAITALL) != static_cast<ssize_t>(length - 16)) return {};
+  return pdu;
+}
+
 bool PeerCloses(int fd, int limitMs) {
   const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(limitMs);
   char buffer[4096];

@@ -122,6 +122,8 @@ class ScopedLocatorPort {
 
 // Connected raw socket to a loopback port (-1 on failure).
 int ConnectRaw(std::uint16_t port);
+// Reads one PDU from a raw socket, waiting at most 5 s; empty on failure.
+std::vector<std::uint8_t> ReadRawPdu(int fd);
 // Reads until the peer closes or `limitMs` passes; true if the peer closed.
 bool PeerCloses(int fd, int limitMs);
 

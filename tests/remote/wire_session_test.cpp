@@ -2,16 +2,19 @@
 // keldcfgd's service in-process, time-outs, fragmentation and reconnection.
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <chrono>
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
+#include <future>
 #include <thread>
 #include <vector>
 
 #include "keldcfgc/keldcfgc.h"
 #include "remote/host_queries.h"
 #include "remote/remote_device_config_session.h"
+#include "remote/remote_keld_config_session.h"
 #include "remote/remote_session.h"
 #include "remote/rpc/cfg_remote.h"
 #include "remote/rpc/rpc_binding.h"
@@ -47,6 +50,15 @@ TEST(HostQueries, DownTargetGivesRemoteExceptionAndKeepsPreset) {
   std::uint32_t version = 0;
   EXPECT_EQ(static_cast<Status>(cfgQueryVersion("localhost", &version)), kRemoteException);
   EXPECT_EQ(version, 0x01200000u);
+}
+
+TEST(HostQueries, NamedTargetWithoutLocatorGivesRemoteException) {
+  ScopedLocatorPort redirect(UnusedPort());
+  std::uint32_t version = 0;
+  EXPECT_EQ(static_cast<Status>(cfgQueryVersion("127.0.0.1::gone", &version)), kRemoteException);
+  EXPECT_EQ(version, 0x01200000u);
+  ConfigSession* session = nullptr;
+  EXPECT_EQ(CreateSession(&session, kDriverKELDnv, "client:gone", "127.0.0.1::gone", "cam0"), kRemoteException);
 }
 
 TEST(HostQueries, CheckPasswordSendsNothing) {
@@ -151,6 +163,194 @@ TEST(RemoteSessionTest, PingFrameAsksTheTarget) {
   EXPECT_EQ(static_cast<Status>(cfgPing(session->id)), kRemoteException);
   remote->ReleaseBindings();  // nothing left to close on the target
   CloseSession(session);
+}
+
+// Answers the ping only after a pause, so that a short time-out runs out.
+class SlowPingHandler : public EchoHandler {
+ public:
+  Status Ping(const rpc::PeerInfo& peer, std::uint32_t id) override {
+    std::this_thread::sleep_for(std::chrono::milliseconds(pauseMs.load()));
+    return EchoHandler::Ping(peer, id);
+  }
+  std::atomic<int> pauseMs{0};
+};
+
+TEST(RemoteSessionTest, SetTimeoutTakesEffectOnTheVeryNextCall) {
+  SlowPingHandler handler;
+  HandlerServer server(&handler);
+  ScopedRegistryPort registry(server.port());
+  ConfigSession* session = nullptr;
+  ASSERT_EQ(CreateSession(&session, kDriverKELD, "client:timeout", "localhost", "img0"), kSuccess);
+  handler.pauseMs = 300;
+  ASSERT_EQ(cfgSetTimeout(session->id, 1), 0);
+  EXPECT_EQ(static_cast<Status>(cfgPing(session->id)), kRemoteException);
+  ASSERT_EQ(cfgSetTimeout(session->id, 30000), 0);
+  EXPECT_EQ(cfgPing(session->id), 0);
+  handler.pauseMs = 0;
+  CloseSession(session);
+}
+
+// A remote frame-grabber session whose self test holds until another
+// thread has looked at the session's time-out.
+class HeldDiagnosticsSession : public RemoteKELDConfigSession {
+ public:
+  using RemoteKELDConfigSession::RemoteKELDConfigSession;
+  Status RunDiagnostics(std::uint32_t, std::uint32_t* count) override {
+    inside.set_value();
+    looked.get_future().wait_for(std::chrono::seconds(10));
+    *count = 1;
+    return kSuccess;
+  }
+  static inline std::promise<void> inside;
+  static inline std::promise<void> looked;
+};
+
+TEST(RemoteSessionTest, OtherThreadSeesTheDiagnosticsTimeout) {
+  EchoHandler handler;
+  HandlerServer server(&handler);
+  ScopedRegistryPort registry(server.port());
+  HeldDiagnosticsSession::inside = {};
+  HeldDiagnosticsSession::looked = {};
+  testing::SetSessionBuilder([](std::uint32_t, const char* host, const char* name, Status* status) {
+    return new HeldDiagnosticsSession("client:diag", host, kDriverKELD, name, status);
+  });
+  ConfigSession* session = nullptr;
+  const Status created = CreateSession(&session, kDriverKELD, "client:diag", "localhost", "img0");
+  testing::SetSessionBuilder(nullptr);
+  ASSERT_EQ(created, kSuccess);
+  const std::uint32_t id = session->id;
+  ASSERT_EQ(cfgSetTimeout(id, 2500), 0);
+
+  std::uint32_t during = 0;
+  std::thread other([&] {
+    if (HeldDiagnosticsSession::inside.get_future().wait_for(std::chrono::seconds(10)) == std::future_status::ready) {
+      cfgGetTimeout(id, &during);
+    }
+    HeldDiagnosticsSession::looked.set_value();
+  });
+  std::uint32_t count = 0;
+  EXPECT_EQ(cfgRunDiagnostics(id, 0, &count), 0);
+  other.join();
+  EXPECT_EQ(during, 360000u);
+  std::uint32_t after = 0;
+  ASSERT_EQ(cfgGetTimeout(id, &after), 0);
+  EXPECT_EQ(after, 2500u);
+  CloseSession(session);
+}
+
+// Answers open, version and close with what the test sets, and counts them.
+class ScriptedHandler : public EchoHandler {
+ public:
+  Status Open(const rpc::PeerInfo& peer, std::uint32_t type, const std::string& name, const std::string& interface,
+              std::uint32_t* id) override {
+    ++opens;
+    EchoHandler::Open(peer, type, name, interface, id);
+    return openAnswer.load();
+  }
+  Status Version(const rpc::PeerInfo& peer, std::uint32_t* version) override {
+    ++versions;
+    EchoHandler::Version(peer, version);
+    return versionAnswer.load();
+  }
+  Status Close(const rpc::PeerInfo& peer, std::uint32_t id) override {
+    EchoHandler::Close(peer, id);
+    return closes.load() <= failingCloses.load() ? kInvalidSession : kSuccess;
+  }
+  std::atomic<Status> openAnswer{kSuccess};
+  std::atomic<Status> versionAnswer{kSuccess};
+  std::atomic<int> failingCloses{0};
+  std::atomic<int> opens{0};
+  std::atomic<int> versions{0};
+};
+
+TEST(RemoteSessionTest, FailedOpenReleasesBothHandlesAndSkipsTheVersion) {
+  ScriptedHandler handler;
+  HandlerServer server(&handler);
+  ScopedRegistryPort registry(server.port());
+  handler.openAnswer = 0xBFF60123;
+  Status status = 0;
+  RemoteSession session("client:open", "localhost", kDriverKELD, "img0", &status);
+  EXPECT_EQ(status, 0xBFF60123u);
+  EXPECT_EQ(handler.opens.load(), 1);
+  EXPECT_EQ(handler.versions.load(), 0);
+  EXPECT_EQ(session.bindings[0], nullptr);
+  EXPECT_EQ(session.bindings[1], nullptr);
+}
+
+TEST(RemoteSessionTest, FailedVersionReleasesBothHandles) {
+  ScriptedHandler handler;
+  HandlerServer server(&handler);
+  ScopedRegistryPort registry(server.port());
+  handler.versionAnswer = 0xBFF60124;
+  {
+    Status status = 0;
+    RemoteSession session("client:version", "localhost", kDriverKELD, "img0", &status);
+    EXPECT_EQ(status, 0xBFF60124u);
+    EXPECT_EQ(handler.versions.load(), 1);
+    EXPECT_EQ(session.bindings[0], nullptr);
+    EXPECT_EQ(session.bindings[1], nullptr);
+  }
+  EXPECT_EQ(handler.closes.load(), 0);  // nothing left to close
+}
+
+TEST(RemoteSessionTest, RefusedCloseKeepsTheHandlesAndTheDestructorRetries) {
+  ScriptedHandler handler;
+  HandlerServer server(&handler);
+  ScopedRegistryPort registry(server.port());
+  handler.failingCloses = 1;
+  {
+    Status status = 1;
+    RemoteSession session("client:close", "localhost", kDriverKELD, "img0", &status);
+    ASSERT_EQ(status, kSuccess);
+    EXPECT_NE(session.remoteVersion, 0u);
+    EXPECT_EQ(session.CloseRemote(), kInvalidSession);
+    EXPECT_NE(session.bindings[0], nullptr);
+    EXPECT_NE(session.bindings[1], nullptr);
+    EXPECT_EQ(session.remoteVersion, 0u);
+    EXPECT_EQ(handler.closes.load(), 1);
+  }
+  EXPECT_EQ(handler.closes.load(), 2);
+}
+
+TEST(RemoteSessionTest, AcceptedCloseReleasesTheHandlesAndIsNotRepeated) {
+  ScriptedHandler handler;
+  HandlerServer server(&handler);
+  ScopedRegistryPort registry(server.port());
+  {
+    Status status = 1;
+    RemoteSession session("client:closed", "localhost", kDriverKELD, "img0", &status);
+    ASSERT_EQ(status, kSuccess);
+    EXPECT_EQ(session.CloseRemote(), kSuccess);
+    EXPECT_EQ(session.bindings[0], nullptr);
+    EXPECT_EQ(session.bindings[1], nullptr);
+  }
+  EXPECT_EQ(handler.closes.load(), 1);
+}
+
+TEST(RemoteSessionTest, FactoryTreatsLoopbackAsLocalAndNamedLoopbackAsRemote) {
+  EchoHandler handler;
+  HandlerServer server(&handler);
+  HttpStandIn locator("HTTP/1.0 200 OK\r\n\r\nPort=" + std::to_string(server.port()) + "\r\n");
+  ScopedLocatorPort redirect(locator.port());
+  ScopedRegistryPort registry(UnusedPort());
+
+  ConfigSession* local = nullptr;
+  ASSERT_EQ(CreateSession(&local, kDriverKELD, "client:loop", "127.0.0.1", "img0"), kSuccess);
+  EXPECT_FALSE(local->IsRemote());
+  EXPECT_TRUE(locator.requests().empty());
+  EXPECT_EQ(handler.connections.load(), 0);
+  CloseSession(local);
+
+  ConfigSession* named = nullptr;
+  ASSERT_EQ(CreateSession(&named, kDriverKELD, "client:loop", "127.0.0.1::name", "img0"), kSuccess);
+  EXPECT_TRUE(named->IsRemote());
+  EXPECT_EQ(locator.requests().size(), 1u);
+  RemoteDeviceConfigSession* remote = nullptr;
+  ASSERT_EQ(GetRemoteSession(&remote, named->id), kSuccess);
+  EXPECT_EQ(remote->sessionId, 42u);
+  // The image handle is bound although this session never takes an image.
+  EXPECT_NE(remote->bindings[1], nullptr);
+  CloseSession(named);
 }
 
 TEST(RemoteSessionTest, DownTargetFailsTheFactoryWithRemoteException) {
@@ -264,6 +464,46 @@ TEST(Reconnection, NextCallAfterABrokenConnectionConnectsAnew) {
   server = std::make_unique<HandlerServer>(&handler, rpc::kDefaultMaxFrag, 30000, port);
   EXPECT_EQ(rpc::RemoteVersion(&binding, &version), kSuccess);
   EXPECT_EQ(handler.connections.load(), 2);
+}
+
+// Holds every ping until the test lets it go.
+class HeldPingHandler : public EchoHandler {
+ public:
+  Status Ping(const rpc::PeerInfo& peer, std::uint32_t id) override {
+    inside.set_value();
+    release.wait_for(std::chrono::seconds(10));
+    return EchoHandler::Ping(peer, id);
+  }
+  std::promise<void> inside;
+  std::shared_future<void> release;
+};
+
+// A call that waits behind another thread's call on the same handle still
+// ends within its own time-out.
+TEST(Concurrency, WaitBehindAnotherCallCountsAgainstTheTimeOut) {
+  HeldPingHandler handler;
+  std::promise<void> releaser;
+  handler.release = releaser.get_future().share();
+  std::future<void> inside = handler.inside.get_future();
+  HandlerServer server(&handler);
+  rpc::RpcBinding binding("127.0.0.1", server.port());
+  binding.SetComTimeout(20000);
+  std::atomic<bool> firstDone{false};
+  Status first = 1;
+  std::thread held([&] {
+    first = rpc::RemotePing(&binding, 42);
+    firstDone = true;
+  });
+  ASSERT_EQ(inside.wait_for(std::chrono::seconds(10)), std::future_status::ready);
+
+  binding.SetComTimeout(200);
+  std::uint32_t version = 0;
+  EXPECT_THROW(rpc::RemoteVersion(&binding, &version), rpc::RpcError);
+  EXPECT_FALSE(firstDone.load());  // it gave up while the other call was still held
+
+  releaser.set_value();
+  held.join();
+  EXPECT_EQ(first, kSuccess);
 }
 
 TEST(Concurrency, TwoThreadsShareOneBinding) {

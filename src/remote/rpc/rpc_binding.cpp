@@ -44,13 +44,11 @@ RpcBinding::RpcBinding(std::string networkAddress, std::uint32_t port)
 
 RpcBinding::~RpcBinding() = default;
 
-void RpcBinding::SetComTimeout(std::uint32_t milliseconds) {
-  std::lock_guard<std::mutex> guard(lock_);
-  timeoutMs_ = milliseconds;
-}
+void RpcBinding::SetComTimeout(std::uint32_t milliseconds) { timeoutMs_.store(milliseconds); }
 
 void RpcBinding::SetFragmentSizes(std::uint16_t maxXmit, std::uint16_t maxRecv) {
-  std::lock_guard<std::mutex> guard(lock_);
+  std::unique_lock<std::mutex> guard(lock_);
+  idle_.wait(guard, [this] { return !inCall_; });
   offerXmit_ = maxXmit;
   offerRecv_ = maxRecv;
 }
@@ -86,8 +84,26 @@ void RpcBinding::Connect(const Deadline& deadline) {
 }
 
 RpcReply RpcBinding::Call(std::uint16_t opnum, const std::vector<std::uint8_t>& stub) {
-  std::lock_guard<std::mutex> guard(lock_);
-  const Deadline deadline = Deadline::InMs(timeoutMs_);
+  const std::uint32_t timeoutMs = timeoutMs_.load();
+  const Deadline deadline = Deadline::InMs(timeoutMs);
+  {
+    // Waiting for another thread's call on this connection uses up this call's time.
+    std::unique_lock<std::mutex> guard(lock_);
+    if (!idle_.wait_for(guard, std::chrono::milliseconds(timeoutMs), [this] { return !inCall_; })) {
+      throw RpcError(kRpcTimedOut, "deadline passed waiting for the connection");
+    }
+    inCall_ = true;
+  }
+  struct Leave {
+    RpcBinding* binding;
+    ~Leave() {
+      {
+        std::lock_guard<std::mutex> guard(binding->lock_);
+        binding->inCall_ = false;
+      }
+      binding->idle_.notify_all();
+    }
+  } leave{this};
   try {
     if (!socket_) Connect(deadline);
     return Exchange(opnum, stub, deadline);

@@ -3,10 +3,13 @@
 // connection bound to the CfgRemote interface. The connection is made on the
 // first call, carries one call at a time, and is dropped after any failure so
 // that the next call connects anew. Every call runs under a deadline of the
-// time-out set last by SetComTimeout, in milliseconds, covering connect, bind,
-// send and receive. Failures throw RpcError.
+// time-out set last by SetComTimeout, in milliseconds, covering the wait for
+// another thread's call on the same binding, connect, bind, send and receive.
+// Failures throw RpcError.
 #pragma once
 
+#include <atomic>
+#include <condition_variable>
 #include <cstdint>
 #include <memory>
 #include <mutex>
@@ -51,10 +54,14 @@ class RpcBinding {
   void Connect(const class Deadline& deadline);
   RpcReply Exchange(std::uint16_t opnum, const std::vector<std::uint8_t>& stub, const Deadline& deadline);
 
-  std::mutex lock_;  // one outstanding call per connection
+  // One outstanding call per connection: `inCall_` under `lock_`. A call
+  // waits for the connection within its own deadline.
+  std::mutex lock_;
+  std::condition_variable idle_;
+  bool inCall_ = false;
   std::string networkAddress_;
   std::uint32_t port_;
-  std::uint32_t timeoutMs_ = 45000;
+  std::atomic<std::uint32_t> timeoutMs_{45000};  // set without waiting for a running call
   std::uint16_t offerXmit_ = kDefaultMaxFrag;
   std::uint16_t offerRecv_ = kDefaultMaxFrag;
   std::unique_ptr<RpcSocket> socket_;
