@@ -10,8 +10,9 @@
 //         24-byte header per fragment of the negotiated 65528 bytes).
 //
 // The raw side is the limit of the machine: one connection with
-// TCP_NODELAY, blocking calls, buffers allocated once, whole writes and
-// reads the kernel may split as it likes. The RPC side is the whole call as
+// TCP_NODELAY, blocking calls, buffers allocated once; for the bulk
+// transfer, the better in each round of whole-buffer calls, which the kernel
+// splits as it likes, and calls of one fragment's size (65528 bytes). The RPC side is the whole call as
 // a client sees it: the server's handler appends its 4 MiB to an empty
 // ByteStream (one allocation and one copy, the work any command's output
 // costs), the reply goes out in fragments, and the client receives it into
@@ -31,6 +32,7 @@
 #include <algorithm>
 #include <chrono>
 #include <ctime>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -78,10 +80,11 @@ class BenchHandler : public rpc::CfgRemoteHandler {
   std::vector<std::uint8_t> block_;
 };
 
-bool ReadAll(int fd, void* buffer, std::size_t size) {
+// Reads (writes) `size` bytes in calls of at most `step` bytes each.
+bool ReadAll(int fd, void* buffer, std::size_t size, std::size_t step = SIZE_MAX) {
   auto* at = static_cast<char*>(buffer);
   while (size > 0) {
-    const ssize_t got = recv(fd, at, size, 0);
+    const ssize_t got = recv(fd, at, std::min(size, step), 0);
     if (got <= 0) return false;
     at += got;
     size -= static_cast<std::size_t>(got);
@@ -89,10 +92,10 @@ bool ReadAll(int fd, void* buffer, std::size_t size) {
   return true;
 }
 
-bool WriteAll(int fd, const void* buffer, std::size_t size) {
+bool WriteAll(int fd, const void* buffer, std::size_t size, std::size_t step = SIZE_MAX) {
   const auto* at = static_cast<const char*>(buffer);
   while (size > 0) {
-    const ssize_t sent = send(fd, at, size, MSG_NOSIGNAL);
+    const ssize_t sent = send(fd, at, std::min(size, step), MSG_NOSIGNAL);
     if (sent <= 0) return false;
     at += sent;
     size -= static_cast<std::size_t>(sent);
@@ -103,13 +106,13 @@ bool WriteAll(int fd, const void* buffer, std::size_t size) {
 // A raw TCP connection on loopback: a peer thread answers each request of
 // `requestBytes` with `replyBytes` from one buffer it keeps; the client side
 // writes its request and reads the whole reply into one buffer it keeps.
-// Both ends block, use TCP_NODELAY like the RPC layer and leave the kernel
-// free to cut the stream as it likes: nothing stands between the bytes and
-// the sockets.
+// Both ends block and use TCP_NODELAY like the RPC layer; each send and
+// receive call moves at most `step` bytes (unlimited: the kernel cuts the
+// stream as it likes). Nothing stands between the bytes and the sockets.
 class RawPair {
  public:
-  RawPair(std::size_t requestBytes, std::size_t replyBytes)
-      : request_(requestBytes, 1), reply_(replyBytes) {
+  RawPair(std::size_t requestBytes, std::size_t replyBytes, std::size_t step = SIZE_MAX)
+      : request_(requestBytes, 1), reply_(replyBytes), step_(step) {
     const int listener = socket(AF_INET, SOCK_STREAM, 0);
     sockaddr_in local{};
     local.sin_family = AF_INET;
@@ -118,12 +121,12 @@ class RawPair {
     listen(listener, 1);
     socklen_t length = sizeof local;
     getsockname(listener, reinterpret_cast<sockaddr*>(&local), &length);
-    peer_ = std::thread([listener, requestBytes, replyBytes] {
+    peer_ = std::thread([listener, requestBytes, replyBytes, step] {
       const int fd = accept(listener, nullptr, nullptr);
       close(listener);
       NoDelay(fd);
       std::vector<char> request(requestBytes), reply(replyBytes, 0x5A);
-      while (ReadAll(fd, request.data(), request.size()) && WriteAll(fd, reply.data(), reply.size())) {
+      while (ReadAll(fd, request.data(), request.size()) && WriteAll(fd, reply.data(), reply.size(), step)) {
       }
       close(fd);
     });
@@ -137,7 +140,9 @@ class RawPair {
     peer_.join();
   }
   void Step() {
-    if (!WriteAll(fd_, request_.data(), request_.size()) || !ReadAll(fd_, reply_.data(), reply_.size())) std::abort();
+    if (!WriteAll(fd_, request_.data(), request_.size()) || !ReadAll(fd_, reply_.data(), reply_.size(), step_)) {
+      std::abort();
+    }
   }
 
  private:
@@ -146,6 +151,7 @@ class RawPair {
     setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &one, sizeof one);
   }
   std::vector<char> request_, reply_;
+  std::size_t step_;
   std::thread peer_;
   int fd_ = -1;
 };
@@ -189,17 +195,20 @@ struct Comparison {
   Rates rpc;
 };
 
-// The two sides take turns in short rounds, so that a load that comes and
-// goes on the machine falls on both alike; each rate is the median of its
-// rounds.
-template <typename RawStep, typename RpcStep>
-Comparison Compare(RawStep raw, RpcStep rpc) {
+// The sides take turns in short rounds, so that a load that comes and goes
+// on the machine falls on all alike; each rate is the median of its rounds.
+// The raw reference of a round is the better of two ways of moving the
+// bytes: whole buffers per call, or calls of at most one fragment's size as
+// the RPC layer makes them.
+template <typename RawWhole, typename RawChunked, typename RpcStep>
+Comparison Compare(RawWhole rawWhole, RawChunked rawChunked, RpcStep rpc) {
   std::vector<double> rawWall, rawCpu, rpcWall, rpcCpu;
   for (int round = 0; round < kRounds; ++round) {
-    const Rates r = Rate(raw, kRoundSeconds);
+    const Rates whole = Rate(rawWhole, kRoundSeconds);
+    const Rates chunked = Rate(rawChunked, kRoundSeconds);
     const Rates c = Rate(rpc, kRoundSeconds);
-    rawWall.push_back(r.wall);
-    rawCpu.push_back(r.cpu);
+    rawWall.push_back(std::max(whole.wall, chunked.wall));
+    rawCpu.push_back(std::max(whole.cpu, chunked.cpu));
     rpcWall.push_back(c.wall);
     rpcCpu.push_back(c.cpu);
   }
@@ -232,7 +241,7 @@ int main() {
   // Wire bytes of one RemotePing: the session id out, the status back.
   const Comparison ping = [&] {
     RawPair raw(WireBytes(4, rpc::kDefaultMaxFrag), WireBytes(4, rpc::kDefaultMaxFrag));
-    return Compare([&] { raw.Step(); },
+    return Compare([&] { raw.Step(); }, [&] { raw.Step(); },
                    [&] {
                      if (rpc::RemotePing(&binding, 1) != kSuccess) std::abort();
                    });
@@ -242,8 +251,10 @@ int main() {
   // output: session id, command and an empty stream out; the stream's three
   // fields, the array count, the payload and the status back.
   const Comparison bulk = [&] {
-    RawPair raw(WireBytes(20, rpc::kDefaultMaxFrag), WireBytes(16 + kBulkBytes + 4, rpc::kDefaultMaxFrag));
-    return Compare([&] { raw.Step(); },
+    const std::size_t request = WireBytes(20, rpc::kDefaultMaxFrag);
+    const std::size_t reply = WireBytes(16 + kBulkBytes + 4, rpc::kDefaultMaxFrag);
+    RawPair whole(request, reply), chunked(request, reply, rpc::kDefaultMaxFrag);
+    return Compare([&] { whole.Step(); }, [&] { chunked.Step(); },
                    [&] {
                      ScopedByteStream in, out;
                      if (rpc::RemoteCommand(&binding, 1, kBulkBytes, in.get(), out.get()) != kSuccess ||
