@@ -1,9 +1,11 @@
 #include "remote/rpc/cfg_remote.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 
 #include "remote/rpc/pdu.h"
+#include "remote/rpc/response_reader.h"
 #include "remote/rpc/rpc_binding.h"
 #include "remote/rpc/rpc_error.h"
 
@@ -33,21 +35,83 @@ Status SessionIdCall(RpcBinding* binding, CfgRemoteProcedure procedure, std::uin
   return r.U32();
 }
 
-}  // namespace
+// Bytes of a stream's payload that go on the wire: none without data.
+std::uint32_t PayloadSize(const ByteStream& stream) { return stream.data != nullptr ? stream.size : 0; }
 
-void WriteByteStream(NdrWriter* w, const ByteStream& stream) {
-  const bool hasData = stream.data != nullptr && stream.size != 0;
-  const bool hasCursor =
-      hasData && stream.cursor != nullptr && stream.cursor >= stream.data && stream.cursor < stream.data + stream.size;
-  w->U32(hasData ? stream.size : 0);
-  w->U32(hasData ? w->NextReferent() : 0);
+// Writes a stream's NDR form; with `splice` its payload is left out and the
+// offset where it belongs is returned.
+std::size_t PutByteStream(NdrWriter* w, const ByteStream& stream, bool splice) {
+  const std::uint32_t size = PayloadSize(stream);
+  const bool hasCursor = size != 0 && stream.cursor != nullptr && stream.cursor >= stream.data &&
+                         stream.cursor < stream.data + size;
+  w->U32(size);
+  w->U32(size != 0 ? w->NextReferent() : 0);
   w->U32(hasCursor ? w->NextReferent() : 0);
-  if (hasData) {
-    w->U32(stream.size);
-    w->Bytes(stream.data, stream.size);
+  std::size_t at = w->position();
+  if (size != 0) {
+    w->U32(size);
+    at = w->position();
+    if (splice) {
+      w->Omit(size);
+    } else {
+      w->Bytes(stream.data, size);
+    }
   }
   if (hasCursor) w->U8(*stream.cursor);
+  return at;
 }
+
+// Reads the output stream of a RemoteCommand reply and its status. The
+// payload goes straight from the socket into the block handed to the
+// caller. Its size is the peer's word, so the block starts at the size the
+// allocation hint promises and grows with the bytes that really arrive.
+Status ReadCommandReply(ResponseReader* reader, ByteStream* stream) {
+  std::uint8_t head[16];
+  reader->Read(head, 12);
+  NdrReader r(head, sizeof head, reader->bigEndian());
+  const std::uint32_t size = r.U32();
+  const std::uint32_t dataReferent = r.U32();
+  const std::uint32_t cursorReferent = r.U32();
+  if (dataReferent != 0) {
+    reader->Read(head + 12, 4);
+    if (r.U32() != size) BadStubData("array count differs from the stream size");
+  } else if (size != 0) {
+    BadStubData("stream size without data");
+  }
+  if (dataReferent != 0 && size != 0) {
+    std::size_t capacity = std::min<std::size_t>({size, std::max<std::size_t>(reader->allocHint(), 4096),
+                                                  kMaxHintedReserve});
+    stream->data = static_cast<std::uint8_t*>(std::malloc(capacity));
+    if (stream->data == nullptr) BadStubData("out of memory");
+    for (std::size_t done = 0; done < size;) {
+      if (done == capacity) {
+        capacity = std::min<std::size_t>(size, capacity * 2);
+        void* grown = std::realloc(stream->data, capacity);
+        if (grown == nullptr) BadStubData("out of memory");
+        stream->data = static_cast<std::uint8_t*>(grown);
+      }
+      reader->Read(stream->data + done, capacity - done);
+      done = capacity;
+    }
+    stream->size = size;
+    stream->cursor = stream->data;
+  }
+  // The cursor byte and the status, read with the alignment they have in
+  // the whole stub.
+  const std::size_t pad = reader->position() % 8;
+  std::vector<std::uint8_t> tail(pad);
+  reader->ReadRest(&tail);
+  NdrReader t(tail.data(), tail.size(), reader->bigEndian());
+  t.Bytes(pad);
+  if (cursorReferent != 0) t.U8();
+  return t.U32();
+}
+
+}  // namespace
+
+void WriteByteStream(NdrWriter* w, const ByteStream& stream) { PutByteStream(w, stream, false); }
+
+std::size_t WriteByteStreamSpliced(NdrWriter* w, const ByteStream& stream) { return PutByteStream(w, stream, true); }
 
 void ReadByteStream(NdrReader* r, ByteStream* stream) {
   const std::uint32_t size = r->U32();
@@ -95,23 +159,23 @@ Status RemoteCommand(RpcBinding* binding, std::uint32_t sessionId, std::uint32_t
                      ByteStream* output) {
   RequireReference(input);
   RequireReference(output);
+  RequireReference(binding);
+  // The input's payload goes out from its own block, between the NDR bytes
+  // before and after it.
   std::vector<std::uint8_t> stub;
   NdrWriter w(&stub);
   w.U32(sessionId);
   w.U32(command);
-  WriteByteStream(&w, *input);
-  RpcReply reply;
-  NdrReader r = Exchange(binding, kRemoteCommand, stub, &reply);
-  ByteStream received;
-  ReadByteStream(&r, &received);
+  const std::size_t spliceAt = WriteByteStreamSpliced(&w, *input);
+  const StubPiece pieces[3] = {{stub.data(), spliceAt},
+                               {input->data, PayloadSize(*input)},
+                               {stub.data() + spliceAt, stub.size() - spliceAt}};
+  ScopedByteStream received;
   Status status = 0;
-  try {
-    status = r.U32();
-  } catch (...) {
-    received.Reset();
-    throw;
-  }
-  *output = received;
+  binding->Call(kRemoteCommand, pieces, 3,
+                [&](ResponseReader* reader) { status = ReadCommandReply(reader, received.get()); });
+  *output = *received;
+  *received = ByteStream{};
   return status;
 }
 
@@ -155,9 +219,27 @@ Status RemoteSetMTU(RpcBinding* binding, const char* adapterName, std::uint32_t 
   return r.U32();
 }
 
+void ReplyStub::Clear() {
+  bytes.clear();
+  bulk->Reset();
+  spliceAt = 0;
+}
+
+std::vector<StubPiece> ReplyStub::Pieces() {
+  return {{bytes.data(), spliceAt}, {bulk->data, PayloadSize(*bulk)}, {bytes.data() + spliceAt, bytes.size() - spliceAt}};
+}
+
+std::vector<std::uint8_t> ReplyStub::Joined() {
+  std::vector<std::uint8_t> joined;
+  for (const StubPiece& piece : Pieces()) {
+    if (piece.size > 0) joined.insert(joined.end(), piece.data, piece.data + piece.size);
+  }
+  return joined;
+}
+
 std::uint32_t DispatchCfgRemote(CfgRemoteHandler* handler, const PeerInfo& peer, std::uint16_t opnum, NdrReader* r,
-                                std::vector<std::uint8_t>* reply) {
-  NdrWriter w(reply);
+                                ReplyStub* reply) {
+  NdrWriter w(&reply->bytes);
   switch (opnum) {
     case kRemoteOpen: {
       const std::uint32_t driverType = r->U32();
@@ -174,10 +256,8 @@ std::uint32_t DispatchCfgRemote(CfgRemoteHandler* handler, const PeerInfo& peer,
       const std::uint32_t command = r->U32();
       ScopedByteStream input;
       ReadByteStream(r, input.get());
-      ScopedByteStream output;
-      const Status status = handler->Command(peer, sessionId, command, input.get(), output.get());
-      reply->reserve(reply->size() + output->size + 32);
-      WriteByteStream(&w, *output);
+      const Status status = handler->Command(peer, sessionId, command, input.get(), reply->bulk.get());
+      reply->spliceAt = WriteByteStreamSpliced(&w, *reply->bulk);
       w.U32(status);
       return 0;
     }

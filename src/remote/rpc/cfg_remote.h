@@ -23,6 +23,7 @@
 #include "foundation/byte_stream.h"
 #include "foundation/status.h"
 #include "remote/rpc/ndr.h"
+#include "remote/rpc/pdu.h"
 
 namespace keld::rpc {
 
@@ -57,6 +58,25 @@ Status RemoteSetMTU(RpcBinding* binding, const char* adapterName, std::uint32_t 
 // NDR form of a ByteStream; the reader allocates with malloc.
 void WriteByteStream(NdrWriter* writer, const ByteStream& stream);
 void ReadByteStream(NdrReader* reader, ByteStream* stream);
+// The same form with the payload left out of the writer's buffer (see
+// NdrWriter::Omit); returns the stub offset where stream.data's size bytes
+// belong. A stream without data has no payload to splice in.
+std::size_t WriteByteStreamSpliced(NdrWriter* writer, const ByteStream& stream);
+
+// A reply stub as the server sends it: `bytes` in NDR with the payload of an
+// output stream left out at `spliceAt`, spliced back in as it goes out, so
+// that a command's output block is never copied. Owns the block.
+struct ReplyStub {
+  std::vector<std::uint8_t> bytes;
+  ScopedByteStream bulk;
+  std::size_t spliceAt = 0;
+  // Empties the stub and frees the block, ready for the next reply.
+  void Clear();
+  // bytes[0, spliceAt), the block's size bytes, bytes[spliceAt, end).
+  std::vector<StubPiece> Pieces();
+  // The joined stub, for readers that want it in one piece.
+  std::vector<std::uint8_t> Joined();
+};
 
 // Who is calling: one TCP connection of the server.
 struct PeerInfo {
@@ -85,9 +105,9 @@ class CfgRemoteHandler {
 };
 
 // Runs one request on the handler. Returns 0 with the reply stub in
-// `reply`, or the fault status to send (unknown procedure number). Bad stub
-// data throws RpcError(kRpcBadStubData).
+// `reply` (which must come in empty), or the fault status to send (unknown
+// procedure number). Bad stub data throws RpcError(kRpcBadStubData).
 std::uint32_t DispatchCfgRemote(CfgRemoteHandler* handler, const PeerInfo& peer, std::uint16_t opnum,
-                                NdrReader* request, std::vector<std::uint8_t>* reply);
+                                NdrReader* request, ReplyStub* reply);
 
 }  // namespace keld::rpc

@@ -9,7 +9,7 @@ namespace keld::rpc {
 void BadStubData(const char* reason) { throw RpcError(kRpcBadStubData, reason); }
 
 void NdrWriter::Align(std::size_t boundary) {
-  while (out_->size() % boundary != 0) out_->push_back(0);
+  for (std::size_t at = position(); at % boundary != 0; ++at) out_->push_back(0);
 }
 
 void NdrWriter::U16(std::uint16_t value) {

@@ -2,7 +2,9 @@
 // integers with natural alignment, conformant varying strings of 8-bit
 // characters, unique pointer referents and conformant byte arrays.
 // Alignment is counted from the start of the buffer, which is the start of
-// the stub data (itself 8-aligned in every request and response PDU).
+// the stub data (itself 8-aligned in every request and response PDU). A
+// writer may leave a bulk payload out of its buffer (Omit) for the sender
+// to splice in; alignment then still counts the omitted bytes.
 // The reader honours the integer byte order of the sender's data
 // representation; the writer always writes little-endian. Every read is
 // bounds-checked and raises RpcError(kRpcBadStubData) on short or
@@ -28,11 +30,17 @@ class NdrWriter {
   // A [string] char* passed by reference: max count, offset 0, actual
   // count, the characters and the terminating zero.
   void ConformantString(const char* text);
+  // Counts `size` bytes as written without storing them: the sender puts
+  // them in at this point of the stub from memory of its own.
+  void Omit(std::size_t size) { omitted_ += size; }
+  // Stub bytes written so far, omitted ones included.
+  std::size_t position() const { return out_->size() + omitted_; }
   // Next referent id of a non-null unique pointer (0x00020000, +4, ...).
   std::uint32_t NextReferent() { return referent_ += 4; }
 
  private:
   std::vector<std::uint8_t>* out_;
+  std::size_t omitted_ = 0;
   std::uint32_t referent_ = 0x0001FFFC;
 };
 

@@ -26,11 +26,12 @@ void BeginPdu(std::vector<std::uint8_t>* out, std::uint8_t type, std::uint8_t fl
   w.U32(callId);
 }
 
-void Finish(std::vector<std::uint8_t>* out, std::size_t start) {
-  const std::size_t length = out->size() - start;
+void PatchLength(std::vector<std::uint8_t>* out, std::size_t start, std::size_t length) {
   (*out)[start + 8] = static_cast<std::uint8_t>(length);
   (*out)[start + 9] = static_cast<std::uint8_t>(length >> 8);
 }
+
+void Finish(std::vector<std::uint8_t>* out, std::size_t start) { PatchLength(out, start, out->size() - start); }
 
 void WriteSyntax(NdrWriter* w, const SyntaxId& syntax) {
   w->Bytes(syntax.uuid.data(), syntax.uuid.size());
@@ -60,29 +61,12 @@ NdrReader BodyReader(const std::uint8_t* data, std::size_t size, std::uint8_t wa
 void AppendFragments(std::vector<std::uint8_t>* out, std::uint8_t type, std::uint32_t callId,
                      std::uint16_t contextId, std::uint16_t opnum, const std::uint8_t* stub, std::size_t size,
                      std::size_t maxFrag) {
-  const std::size_t chunk = StubBytesPerFragment(maxFrag);
-  std::size_t done = 0;
-  out->reserve(out->size() + size + (size / chunk + 1) * kRequestHeaderSize);
-  do {
-    const std::size_t take = std::min(chunk, size - done);
-    std::uint8_t flags = 0;
-    if (done == 0) flags |= kFirstFrag;
-    if (done + take == size) flags |= kLastFrag;
-    const std::size_t start = out->size();
-    BeginPdu(out, type, flags, callId);
-    NdrWriter w(out);
-    w.U32(static_cast<std::uint32_t>(size - done));  // allocation hint: what is still to come
-    w.U16(contextId);
-    if (type == kPduRequest) {
-      w.U16(opnum);
-    } else {
-      w.U8(0);  // cancel count
-      w.U8(0);
-    }
-    w.Bytes(stub + done, take);
-    Finish(out, start);
-    done += take;
-  } while (done < size);
+  const std::vector<std::uint8_t> headers = FragmentHeaders(type, callId, contextId, opnum, size, maxFrag);
+  const StubPiece whole{stub, size};
+  out->reserve(out->size() + headers.size() + size);
+  for (const StubPiece& span : FragmentSpans(headers, &whole, 1, maxFrag)) {
+    out->insert(out->end(), span.data, span.data + span.size);
+  }
 }
 
 }  // namespace
@@ -196,10 +180,11 @@ void AppendResponseFragments(std::vector<std::uint8_t>* out, std::uint32_t callI
   AppendFragments(out, kPduResponse, callId, contextId, 0, stub, size, maxFrag);
 }
 
-std::vector<std::uint8_t> ResponseFragmentHeaders(std::uint32_t callId, std::uint16_t contextId, std::size_t size,
-                                                  std::size_t maxFrag) {
+std::vector<std::uint8_t> FragmentHeaders(std::uint8_t type, std::uint32_t callId, std::uint16_t contextId,
+                                          std::uint16_t opnum, std::size_t size, std::size_t maxFrag) {
   const std::size_t chunk = StubBytesPerFragment(maxFrag);
   std::vector<std::uint8_t> headers;
+  headers.reserve((size / chunk + 1) * kRequestHeaderSize);
   std::size_t done = 0;
   do {
     const std::size_t take = std::min(chunk, size - done);
@@ -207,18 +192,44 @@ std::vector<std::uint8_t> ResponseFragmentHeaders(std::uint32_t callId, std::uin
     if (done == 0) flags |= kFirstFrag;
     if (done + take == size) flags |= kLastFrag;
     const std::size_t start = headers.size();
-    BeginPdu(&headers, kPduResponse, flags, callId);
+    BeginPdu(&headers, type, flags, callId);
     NdrWriter w(&headers);
-    w.U32(static_cast<std::uint32_t>(size - done));
+    w.U32(static_cast<std::uint32_t>(size - done));  // allocation hint: what is still to come
     w.U16(contextId);
-    w.U8(0);
-    w.U8(0);
-    const std::size_t length = kResponseHeaderSize + take;
-    headers[start + 8] = static_cast<std::uint8_t>(length);
-    headers[start + 9] = static_cast<std::uint8_t>(length >> 8);
+    if (type == kPduRequest) {
+      w.U16(opnum);
+    } else {
+      w.U8(0);  // cancel count
+      w.U8(0);
+    }
+    PatchLength(&headers, start, kRequestHeaderSize + take);
     done += take;
   } while (done < size);
   return headers;
+}
+
+std::vector<StubPiece> FragmentSpans(const std::vector<std::uint8_t>& headers, const StubPiece* pieces,
+                                    std::size_t count, std::size_t maxFrag) {
+  const std::size_t chunk = StubBytesPerFragment(maxFrag);
+  std::vector<StubPiece> spans;
+  spans.reserve(headers.size() / kRequestHeaderSize * 2 + count);
+  std::size_t piece = 0;
+  std::size_t used = 0;  // bytes of pieces[piece] already placed
+  for (std::size_t at = 0; at < headers.size(); at += kRequestHeaderSize) {
+    spans.push_back({headers.data() + at, kRequestHeaderSize});
+    // The fragment carries the next `chunk` stub bytes, or what is left.
+    for (std::size_t room = chunk; room > 0 && piece < count;) {
+      const std::size_t take = std::min(room, pieces[piece].size - used);
+      if (take > 0) spans.push_back({pieces[piece].data + used, take});
+      used += take;
+      room -= take;
+      if (used == pieces[piece].size) {
+        ++piece;
+        used = 0;
+      }
+    }
+  }
+  return spans;
 }
 
 BindPdu ParseBind(const std::uint8_t* data, std::size_t size) {

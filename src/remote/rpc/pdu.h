@@ -30,6 +30,7 @@ inline constexpr std::uint8_t kObjectUuid = 0x80;
 inline constexpr std::size_t kHeaderSize = 16;
 inline constexpr std::size_t kRequestHeaderSize = 24;   // common header, alloc hint, context, opnum
 inline constexpr std::size_t kResponseHeaderSize = 24;  // common header, alloc hint, context, cancel count
+static_assert(kRequestHeaderSize == kResponseHeaderSize);
 inline constexpr std::size_t kFaultSize = 32;
 // Smallest fragment size a peer may negotiate.
 inline constexpr std::uint16_t kMinFragSize = 1432;
@@ -119,10 +120,22 @@ void AppendRequestFragments(std::vector<std::uint8_t>* out, std::uint32_t callId
                             std::uint16_t opnum, const std::uint8_t* stub, std::size_t size, std::size_t maxFrag);
 void AppendResponseFragments(std::vector<std::uint8_t>* out, std::uint32_t callId, std::uint16_t contextId,
                              const std::uint8_t* stub, std::size_t size, std::size_t maxFrag);
-// Only the 24-byte headers of the response fragments of a stub, back to
-// back; the sender interleaves them with the stub's slices.
-std::vector<std::uint8_t> ResponseFragmentHeaders(std::uint32_t callId, std::uint16_t contextId, std::size_t size,
-                                                  std::size_t maxFrag);
+// Only the headers of the fragments of a stub of `size` bytes, 24 bytes
+// each (request or response), back to back; a sender interleaves them with
+// the stub's slices of StubBytesPerFragment bytes.
+std::vector<std::uint8_t> FragmentHeaders(std::uint8_t type, std::uint32_t callId, std::uint16_t contextId,
+                                          std::uint16_t opnum, std::size_t size, std::size_t maxFrag);
+// A run of stub bytes somewhere in memory.
+struct StubPiece {
+  const std::uint8_t* data;
+  std::size_t size;
+};
+// The spans that make up the fragments of a stub given as pieces in order
+// (their sizes summing to the size the headers were made for): each header
+// of `headers` followed by the slices of the pieces its fragment carries.
+// Nothing is copied; a sender hands the spans to one gathering write.
+std::vector<StubPiece> FragmentSpans(const std::vector<std::uint8_t>& headers, const StubPiece* pieces,
+                                     std::size_t count, std::size_t maxFrag);
 // Stub bytes that one fragment of maxFrag carries.
 std::size_t StubBytesPerFragment(std::size_t maxFrag);
 

@@ -6,6 +6,7 @@
 #include "remote/rpc/ndr.h"
 
 #include "remote/resolve_host.h"
+#include "remote/rpc/response_reader.h"
 #include "remote/rpc/rpc_error.h"
 #include "remote/rpc/rpc_socket.h"
 
@@ -15,8 +16,6 @@ namespace {
 
 constexpr const char* kProtocolSequence = "ncacn_ip_tcp";
 constexpr std::uint16_t kContextId = 0;
-// Largest reply buffer reserved up front on the strength of an allocation hint.
-constexpr std::size_t kMaxReserve = 64u * 1024 * 1024;
 
 }  // namespace
 
@@ -83,7 +82,8 @@ void RpcBinding::Connect(const Deadline& deadline) {
   socket_ = std::move(socket);
 }
 
-RpcReply RpcBinding::Call(std::uint16_t opnum, const std::vector<std::uint8_t>& stub) {
+void RpcBinding::Call(std::uint16_t opnum, const StubPiece* pieces, std::size_t count,
+                      const std::function<void(ResponseReader*)>& consume) {
   const std::uint32_t timeoutMs = timeoutMs_.load();
   const Deadline deadline = Deadline::InMs(timeoutMs);
   {
@@ -106,50 +106,27 @@ RpcReply RpcBinding::Call(std::uint16_t opnum, const std::vector<std::uint8_t>& 
   } leave{this};
   try {
     if (!socket_) Connect(deadline);
-    return Exchange(opnum, stub, deadline);
+    const std::uint32_t callId = nextCallId_++;
+    socket_->SendFragments(kPduRequest, callId, kContextId, opnum, pieces, count, sendFrag_, deadline);
+    ResponseReader reader(socket_.get(), callId, recvFrag_, deadline);
+    consume(&reader);
+    std::vector<std::uint8_t> rest;
+    reader.ReadRest(&rest);
   } catch (...) {
     socket_.reset();  // the next call starts on a fresh connection
     throw;
   }
 }
 
-RpcReply RpcBinding::Exchange(std::uint16_t opnum, const std::vector<std::uint8_t>& stub, const Deadline& deadline) {
-  const std::uint32_t callId = nextCallId_++;
-  std::vector<std::uint8_t> request;
-  AppendRequestFragments(&request, callId, kContextId, opnum, stub.data(), stub.size(), sendFrag_);
-  socket_->SendAll(request.data(), request.size(), deadline);
-
+RpcReply RpcBinding::Call(std::uint16_t opnum, const std::vector<std::uint8_t>& stub) {
   RpcReply reply;
-  std::vector<std::uint8_t> fragment;
-  bool first = true;
-  for (;;) {
-    // The header is read first; the stub of a response then goes straight
-    // to its place in the reply, without a copy through the fragment.
-    fragment.resize(kResponseHeaderSize);
-    socket_->ReadExact(fragment.data(), kHeaderSize, deadline);
-    const PduHeader header = ParseHeader(fragment.data(), kHeaderSize);
-    if (header.fragLength > recvFrag_) throw RpcError(kRpcCallFailed, "fragment longer than negotiated");
-    if (header.callId != callId) throw RpcError(kRpcCallFailed, "reply to another call");
-    if (header.type != kPduResponse || header.fragLength < kResponseHeaderSize) {
-      fragment.resize(header.fragLength);
-      socket_->ReadExact(fragment.data() + kHeaderSize, header.fragLength - kHeaderSize, deadline);
-      if (header.type == kPduFault) throw RpcError(ParseFault(fragment.data(), fragment.size()), "call faulted");
-      throw RpcError(kRpcCallFailed, "unexpected PDU in reply");
-    }
-    socket_->ReadExact(fragment.data() + kHeaderSize, kResponseHeaderSize - kHeaderSize, deadline);
-    if (first != ((header.flags & kFirstFrag) != 0)) throw RpcError(kRpcCallFailed, "fragments out of order");
-    if (first) {
-      reply.bigEndian = header.bigEndian;
-      // The allocation hint is the peer's word: used to reserve, within reason.
-      NdrReader hint(fragment.data() + kHeaderSize, 4, header.bigEndian);
-      reply.stub.reserve(std::min<std::size_t>(hint.U32(), kMaxReserve));
-    }
-    first = false;
-    const std::size_t at = reply.stub.size();
-    reply.stub.resize(at + header.fragLength - kResponseHeaderSize);
-    socket_->ReadExact(reply.stub.data() + at, header.fragLength - kResponseHeaderSize, deadline);
-    if (header.flags & kLastFrag) return reply;
-  }
+  const StubPiece whole{stub.data(), stub.size()};
+  Call(opnum, &whole, 1, [&reply](ResponseReader* reader) {
+    reply.bigEndian = reader->bigEndian();
+    reply.stub.reserve(std::min<std::size_t>(reader->allocHint(), kMaxHintedReserve));
+    reader->ReadRest(&reply.stub);
+  });
+  return reply;
 }
 
 }  // namespace keld::rpc

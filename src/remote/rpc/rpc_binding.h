@@ -11,6 +11,7 @@
 #include <atomic>
 #include <condition_variable>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -20,6 +21,7 @@
 
 namespace keld::rpc {
 
+class ResponseReader;
 class RpcSocket;
 
 // Composes "ncacn_ip_tcp:address[endpoint]".
@@ -45,14 +47,19 @@ class RpcBinding {
   // Fragment sizes offered at bind; for tests of fragmentation.
   void SetFragmentSizes(std::uint16_t maxXmit, std::uint16_t maxRecv);
 
+  // Sends a stub and returns the whole reply stub.
   RpcReply Call(std::uint16_t opnum, const std::vector<std::uint8_t>& stub);
+  // Sends a stub given in pieces, which go out without being joined, and
+  // lets `consume` read the reply where it wants it; what it leaves of the
+  // stub is read and dropped.
+  void Call(std::uint16_t opnum, const StubPiece* pieces, std::size_t count,
+            const std::function<void(ResponseReader*)>& consume);
 
   const std::string& networkAddress() const { return networkAddress_; }
   std::uint32_t port() const { return port_; }
 
  private:
   void Connect(const class Deadline& deadline);
-  RpcReply Exchange(std::uint16_t opnum, const std::vector<std::uint8_t>& stub, const Deadline& deadline);
 
   // One outstanding call per connection: `inCall_` under `lock_`. A call
   // waits for the connection within its own deadline.

@@ -4,7 +4,6 @@
 #include <netinet/in.h>
 #include <poll.h>
 #include <sys/socket.h>
-#include <sys/uio.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -127,9 +126,8 @@ void RpcServer::Serve(int fd, PeerInfo peer, Worker* worker) {
   association.recvFrag = options_.maxFrag;
   std::vector<std::uint8_t> fragment;
   std::vector<std::uint8_t> stub;
-  std::vector<std::uint8_t> reply;
+  ReplyStub reply;
   std::vector<std::uint8_t> out;
-  std::vector<iovec> parts;
   try {
     for (;;) {
       const PduHeader header =
@@ -193,7 +191,7 @@ void RpcServer::Serve(int fd, PeerInfo peer, Worker* worker) {
       }
 
       std::uint32_t fault = 0;
-      reply.clear();
+      reply.Clear();
       if (std::find(association.contexts.begin(), association.contexts.end(), info.contextId) ==
           association.contexts.end()) {
         fault = kFaultUnknownInterface;
@@ -214,17 +212,12 @@ void RpcServer::Serve(int fd, PeerInfo peer, Worker* worker) {
         socket.SendAll(out.data(), out.size(), Deadline::InMs(options_.ioTimeoutMs));
         continue;
       }
-      // Headers and slices of the reply go out together, without copying the stub.
-      out = ResponseFragmentHeaders(header.callId, info.contextId, reply.size(), association.sendFrag);
-      const std::size_t chunk = StubBytesPerFragment(association.sendFrag);
-      parts.clear();
-      for (std::size_t i = 0, done = 0; i * kResponseHeaderSize < out.size(); ++i) {
-        const std::size_t take = std::min(chunk, reply.size() - done);
-        parts.push_back({out.data() + i * kResponseHeaderSize, kResponseHeaderSize});
-        if (take > 0) parts.push_back({reply.data() + done, take});
-        done += take;
-      }
-      socket.SendVector(parts.data(), parts.size(), Deadline::InMs(options_.ioTimeoutMs));
+      // Headers and slices of the reply go out together, the command's
+      // output straight from its block.
+      const std::vector<StubPiece> pieces = reply.Pieces();
+      socket.SendFragments(kPduResponse, header.callId, info.contextId, 0, pieces.data(), pieces.size(),
+                           association.sendFrag, Deadline::InMs(options_.ioTimeoutMs));
+      reply.Clear();
     }
   } catch (const RpcError& error) {
     Log(2, "connection " + who + " closed: " + error.what());

@@ -20,7 +20,9 @@ namespace keld::rpc {
 
 namespace {
 
-constexpr std::size_t kBufferSize = 64 * 1024;
+// Bytes read ahead beyond what a read asks for: room for a short PDU or the
+// next fragment's header, small enough that bulk data rarely passes through.
+constexpr std::size_t kBufferSize = 1024;
 // A stop flag is looked at this often while waiting.
 constexpr int kStopPollMs = 100;
 
@@ -144,33 +146,42 @@ void RpcSocket::SendVector(iovec* parts, std::size_t count, const Deadline& dead
   }
 }
 
-std::size_t RpcSocket::Fill(const Deadline& deadline) {
-  for (;;) {
-    const ssize_t got = recv(fd_, buffer_.data() + end_, buffer_.size() - end_, 0);
-    if (got > 0) {
-      end_ += static_cast<std::size_t>(got);
-      return static_cast<std::size_t>(got);
-    }
-    if (got == 0) Fail(kRpcCallFailed, "connection closed by peer");
-    if (errno == EINTR) continue;
-    if (errno != EAGAIN && errno != EWOULDBLOCK) Fail(kRpcCallFailed, "receive failed");
-    Wait(POLLIN, deadline);
-  }
+void RpcSocket::SendFragments(std::uint8_t type, std::uint32_t callId, std::uint16_t contextId, std::uint16_t opnum,
+                              const StubPiece* pieces, std::size_t count, std::size_t maxFrag,
+                              const Deadline& deadline) {
+  std::size_t size = 0;
+  for (std::size_t i = 0; i < count; ++i) size += pieces[i].size;
+  const std::vector<std::uint8_t> headers = FragmentHeaders(type, callId, contextId, opnum, size, maxFrag);
+  const std::vector<StubPiece> spans = FragmentSpans(headers, pieces, count, maxFrag);
+  std::vector<iovec> parts;
+  parts.reserve(spans.size());
+  for (const StubPiece& span : spans) parts.push_back({const_cast<std::uint8_t*>(span.data), span.size});
+  SendVector(parts.data(), parts.size(), deadline);
 }
 
 void RpcSocket::ReadExact(std::uint8_t* data, std::size_t size, const Deadline& deadline) {
   const std::size_t buffered = std::min(size, end_ - begin_);
-  std::memcpy(data, buffer_.data() + begin_, buffered);
+  if (buffered > 0) std::memcpy(data, buffer_.data() + begin_, buffered);
   begin_ += buffered;
   data += buffered;
   size -= buffered;
   if (begin_ == end_) begin_ = end_ = 0;
-  // Large remainders go straight to the caller's memory.
-  while (size >= buffer_.size() / 2) {
-    const ssize_t got = recv(fd_, data, size, 0);
+  // The buffer is empty now: what is still wanted is received in place, and
+  // whatever else has arrived, up to the buffer's size, behind it.
+  while (size > 0) {
+    iovec parts[2] = {{data, size}, {buffer_.data(), buffer_.size()}};
+    msghdr message{};
+    message.msg_iov = parts;
+    message.msg_iovlen = 2;
+    const ssize_t got = recvmsg(fd_, &message, 0);
     if (got > 0) {
-      data += got;
-      size -= static_cast<std::size_t>(got);
+      const auto received = static_cast<std::size_t>(got);
+      if (received >= size) {
+        end_ = received - size;
+        return;
+      }
+      data += received;
+      size -= received;
       continue;
     }
     if (got == 0) Fail(kRpcCallFailed, "connection closed by peer");
@@ -178,18 +189,6 @@ void RpcSocket::ReadExact(std::uint8_t* data, std::size_t size, const Deadline& 
     if (errno != EAGAIN && errno != EWOULDBLOCK) Fail(kRpcCallFailed, "receive failed");
     Wait(POLLIN, deadline);
   }
-  while (size > 0) {
-    if (begin_ == end_) {
-      begin_ = end_ = 0;
-      Fill(deadline);
-    }
-    const std::size_t take = std::min(size, end_ - begin_);
-    std::memcpy(data, buffer_.data() + begin_, take);
-    begin_ += take;
-    data += take;
-    size -= take;
-  }
-  if (begin_ == end_) begin_ = end_ = 0;
 }
 
 bool RpcSocket::WaitForData(const Deadline& deadline) {

@@ -1,7 +1,9 @@
 // RpcSocket: one TCP connection of the RPC layer, non-blocking underneath,
-// with every wait bounded by a Deadline. Reads are buffered so that small
-// PDUs cost one system call; large reads go straight into the caller's
-// memory. Any failure, the deadline passing or the stop flag being raised
+// with every wait bounded by a Deadline. Every read goes straight into the
+// caller's memory and reads a little ahead into a small buffer, so that a
+// short PDU costs one system call and the header of the next fragment
+// usually comes with the body of the last, while bulk data is never copied
+// through the buffer. Any failure, the deadline passing or the stop flag being raised
 // throws RpcError, and the caller then drops the connection.
 #pragma once
 
@@ -52,6 +54,10 @@ class RpcSocket {
 
   void SendAll(const std::uint8_t* data, std::size_t size, const Deadline& deadline);
   void SendVector(iovec* parts, std::size_t count, const Deadline& deadline);
+  // Sends a stub given in pieces as request or response fragments of at
+  // most maxFrag bytes, in one gathering write: the pieces are not copied.
+  void SendFragments(std::uint8_t type, std::uint32_t callId, std::uint16_t contextId, std::uint16_t opnum,
+                     const StubPiece* pieces, std::size_t count, std::size_t maxFrag, const Deadline& deadline);
   void ReadExact(std::uint8_t* data, std::size_t size, const Deadline& deadline);
   // True once a byte is buffered or readable (end of stream counts);
   // false when the deadline passes first.
@@ -67,7 +73,6 @@ class RpcSocket {
 
  private:
   void Wait(short events, const Deadline& deadline);
-  std::size_t Fill(const Deadline& deadline);
 
   int fd_;
   const std::atomic<bool>* stop_ = nullptr;

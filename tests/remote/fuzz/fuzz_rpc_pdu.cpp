@@ -48,7 +48,7 @@ void ParsePdu(const std::uint8_t* data, std::size_t size) {
     case rpc::kPduRequest: {
       const rpc::RequestInfo info = rpc::ParseRequest(data, size);
       NullHandler handler;
-      std::vector<std::uint8_t> reply;
+      rpc::ReplyStub reply;
       rpc::NdrReader reader(data + info.stubOffset, header.fragLength - info.stubOffset, header.bigEndian);
       rpc::DispatchCfgRemote(&handler, rpc::PeerInfo{}, info.opnum, &reader, &reply);
       break;
@@ -68,7 +68,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   if (size > 0) {
     try {
       NullHandler handler;
-      std::vector<std::uint8_t> reply;
+      rpc::ReplyStub reply;
       rpc::NdrReader reader(data + 1, size - 1, (data[0] & 0x80) != 0);
       rpc::DispatchCfgRemote(&handler, rpc::PeerInfo{}, data[0] & 0x7, &reader, &reply);
     } catch (const rpc::RpcError&) {

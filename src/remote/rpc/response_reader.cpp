@@ -1,0 +1,72 @@
+#include "remote/rpc/response_reader.h"
+
+#include <algorithm>
+#include <vector>
+
+#include "remote/rpc/ndr.h"
+#include "remote/rpc/pdu.h"
+#include "remote/rpc/rpc_error.h"
+#include "remote/rpc/rpc_socket.h"
+
+namespace keld::rpc {
+
+ResponseReader::ResponseReader(RpcSocket* socket, std::uint32_t callId, std::size_t maxFrag, const Deadline& deadline)
+    : socket_(socket), callId_(callId), maxFrag_(maxFrag), deadline_(deadline) {
+  NextFragment();
+}
+
+void ResponseReader::NextFragment() {
+  std::uint8_t bytes[kResponseHeaderSize];
+  socket_->ReadExact(bytes, kHeaderSize, deadline_);
+  const PduHeader header = ParseHeader(bytes, kHeaderSize);
+  if (header.fragLength > maxFrag_) throw RpcError(kRpcCallFailed, "fragment longer than negotiated");
+  if (header.callId != callId_) throw RpcError(kRpcCallFailed, "reply to another call");
+  if (header.type != kPduResponse || header.fragLength < kResponseHeaderSize) {
+    if (header.type == kPduFault) {
+      std::vector<std::uint8_t> fault(bytes, bytes + kHeaderSize);
+      fault.resize(header.fragLength);
+      socket_->ReadExact(fault.data() + kHeaderSize, fault.size() - kHeaderSize, deadline_);
+      throw RpcError(ParseFault(fault.data(), fault.size()), "call faulted");
+    }
+    throw RpcError(kRpcCallFailed, "unexpected PDU in reply");
+  }
+  socket_->ReadExact(bytes + kHeaderSize, kResponseHeaderSize - kHeaderSize, deadline_);
+  if (first_ != ((header.flags & kFirstFrag) != 0)) throw RpcError(kRpcCallFailed, "fragments out of order");
+  if (first_) {
+    bigEndian_ = header.bigEndian;
+    allocHint_ = NdrReader(bytes + kHeaderSize, 4, header.bigEndian).U32();
+  }
+  first_ = false;
+  last_ = (header.flags & kLastFrag) != 0;
+  left_ = header.fragLength - kResponseHeaderSize;
+}
+
+void ResponseReader::Read(std::uint8_t* target, std::size_t size) {
+  while (size > 0) {
+    if (left_ == 0) {
+      if (last_) BadStubData("stub data too short");
+      NextFragment();
+      continue;
+    }
+    const std::size_t take = std::min(left_, size);
+    socket_->ReadExact(target, take, deadline_);
+    target += take;
+    size -= take;
+    left_ -= take;
+    position_ += take;
+  }
+}
+
+void ResponseReader::ReadRest(std::vector<std::uint8_t>* out) {
+  for (;;) {
+    if (left_ > 0) {
+      const std::size_t at = out->size();
+      out->resize(at + left_);
+      Read(out->data() + at, left_);
+    }
+    if (last_) return;
+    NextFragment();
+  }
+}
+
+}  // namespace keld::rpc

@@ -1,0 +1,57 @@
+// ResponseReader: the stub of one reply as the client receives it, read
+// fragment by fragment straight into the caller's memory. The first
+// fragment's header is read on construction; a fault PDU there raises its
+// status as RpcError. Fragment headers are checked as they come: the call
+// id, the type, the negotiated maximum length and the first and last flags.
+// Reading past the end of the stub is bad stub data.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+namespace keld::rpc {
+
+// The most memory a client sets aside for a reply on the strength of the
+// peer's allocation hint alone.
+inline constexpr std::size_t kMaxHintedReserve = 64u * 1024 * 1024;
+
+class Deadline;
+class RpcSocket;
+
+class ResponseReader {
+ public:
+  ResponseReader(RpcSocket* socket, std::uint32_t callId, std::size_t maxFrag, const Deadline& deadline);
+  ResponseReader(const ResponseReader&) = delete;
+  ResponseReader& operator=(const ResponseReader&) = delete;
+
+  // Integer byte order the peer announced in its first fragment.
+  bool bigEndian() const { return bigEndian_; }
+  // The first fragment's allocation hint: the peer's word for the stub's
+  // size, to size memory by and never to trust.
+  std::uint32_t allocHint() const { return allocHint_; }
+  // Stub bytes read so far.
+  std::size_t position() const { return position_; }
+
+  // The next `size` stub bytes into `target`.
+  void Read(std::uint8_t* target, std::size_t size);
+  // Appends the rest of the stub, up to the end of the last fragment.
+  void ReadRest(std::vector<std::uint8_t>* out);
+
+ private:
+  // Reads the next fragment's header.
+  void NextFragment();
+
+  RpcSocket* socket_;
+  std::uint32_t callId_;
+  std::size_t maxFrag_;
+  const Deadline& deadline_;
+  bool first_ = true;
+  bool last_ = false;
+  bool bigEndian_ = false;
+  std::uint32_t allocHint_ = 0;
+  std::size_t left_ = 0;  // stub bytes still to read in the current fragment
+  std::size_t position_ = 0;
+};
+
+}  // namespace keld::rpc
