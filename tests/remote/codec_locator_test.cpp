@@ -26,9 +26,8 @@ TEST(ResolveHost, Forms) {
   EXPECT_EQ(ResolveHost(""), 0x7F000001u);
   EXPECT_EQ(ResolveHost("10.1.2.3"), 0x0A010203u);
   EXPECT_EQ(ResolveHost("localhost"), 0x7F000001u);
-  EXPECT_EQ(ResolveHost("no-such-host.invalid"), kNoAddress);
-  // 256 is not a dotted quad: the resolver does not know it either.
-  EXPECT_EQ(ResolveHost("256.1.1.1"), kNoAddress);
+  // Names that only a name server could answer are not tried here: tests
+  // send nothing beyond the loopback network.
 }
 
 class RemotePortTest : public ::testing::Test {

@@ -46,13 +46,13 @@ TEST(SessionInterface, DriverTypesOfLocalClasses) {
 }
 
 TEST(SessionInterface, RemoteClassesMatchTheirLocalPartners) {
-  // Without a target the remote open fails; the objects still answer their
+  // Nothing listens on 127.0.0.3, so the remote open fails; the objects still answer their
   // driver type and say they are remote.
   Status status = 0;
-  RemoteKELDConfigSession k("client", "nowhere", 0, "a", &status);
+  RemoteKELDConfigSession k("client", "127.0.0.3", 0, "a", &status);
   EXPECT_NE(status, kSuccess);
-  RemoteKELDFWConfigSession w("client", "nowhere", 1, "b", &status);
-  RemoteKELDNVConfigSession n("client", "nowhere", 2, "c", &status);
+  RemoteKELDFWConfigSession w("client", "127.0.0.3", 1, "b", &status);
+  RemoteKELDNVConfigSession n("client", "127.0.0.3", 2, "c", &status);
   EXPECT_EQ(k.GetDriverType(), 0u);
   EXPECT_EQ(w.GetDriverType(), 1u);
   EXPECT_EQ(n.GetDriverType(), 2u);
@@ -62,7 +62,7 @@ TEST(SessionInterface, RemoteClassesMatchTheirLocalPartners) {
 
 TEST(SessionInterface, ExecuteCommandOnRemoteDoesNothing) {
   Status status = 0;
-  RemoteKELDNVConfigSession n("client", "nowhere", 2, "c", &status);
+  RemoteKELDNVConfigSession n("client", "127.0.0.3", 2, "c", &status);
   ByteStream in;
   ByteStream out;
   EXPECT_EQ(n.ExecuteCommand(10, &in, &out), kSuccess);
@@ -75,7 +75,7 @@ TEST(SessionInterface, RemoteTimeoutComesFromDefault) {
   EXPECT_EQ(saved, 45000u);
   DefaultRemoteTimeout = 1234;
   Status status = 0;
-  RemoteKELDConfigSession k("client", "nowhere", 0, "a", &status);
+  RemoteKELDConfigSession k("client", "127.0.0.3", 0, "a", &status);
   EXPECT_EQ(k.timeout, 1234u);
   DefaultRemoteTimeout = saved;
 }

@@ -107,13 +107,13 @@ TEST_F(Frames, OpenCamera3FlagsOnTheRealFrameGrabberSessionAreNotSupported) {
 }
 
 TEST_F(Frames, OpenCamera3Bit31GivesRemoteSessionsTheLongTimeout) {
-  script().remoteHosts.insert("target");
+  script().remoteHosts.insert("127.0.0.3");
   std::uint32_t id = 0;
-  ASSERT_EQ(cfgOpenCamera3("target", 2, "cam0", 0, 0, 0x80000000u, &id), 0);
+  ASSERT_EQ(cfgOpenCamera3("127.0.0.3", 2, "cam0", 0, 0, 0x80000000u, &id), 0);
   std::uint32_t timeout = 0;
   ASSERT_EQ(cfgGetTimeout(id, &timeout), 0);
   EXPECT_EQ(timeout, 300000u);
-  ASSERT_EQ(cfgOpenCamera3("target", 2, "cam1", 0, 0, 1, &id), 0);
+  ASSERT_EQ(cfgOpenCamera3("127.0.0.3", 2, "cam1", 0, 0, 1, &id), 0);
   ASSERT_EQ(cfgGetTimeout(id, &timeout), 0);
   EXPECT_EQ(timeout, DefaultRemoteTimeout);
 }
@@ -169,8 +169,8 @@ TEST_F(Frames, RunDiagnosticsRaisesAndRestoresTheDefaultForSessionZero) {
 }
 
 TEST_F(Frames, RunDiagnosticsOnARemoteSessionSeesTheLongTimeout) {
-  script().remoteHosts.insert("target");
-  const std::uint32_t id = OpenCamera("cam0", "target");
+  script().remoteHosts.insert("127.0.0.3");
+  const std::uint32_t id = OpenCamera("cam0", "127.0.0.3");
   ASSERT_EQ(cfgSetTimeout(id, 1234), 0);
   std::uint32_t count = 0;
   ASSERT_EQ(cfgRunDiagnostics(id, 0, &count), 0);
@@ -197,8 +197,8 @@ TEST_F(Frames, TimeoutOfSessionZeroAndOfSessions) {
   std::uint32_t timeout = 0;
   ASSERT_EQ(cfgGetTimeout(0, &timeout), 0);
   EXPECT_EQ(timeout, 777u);
-  script().remoteHosts.insert("target");
-  const std::uint32_t remote = OpenCamera("cam0", "target");
+  script().remoteHosts.insert("127.0.0.3");
+  const std::uint32_t remote = OpenCamera("cam0", "127.0.0.3");
   ASSERT_EQ(cfgGetTimeout(remote, &timeout), 0);
   EXPECT_EQ(timeout, 777u);  // copied at construction
   ASSERT_EQ(cfgSetTimeout(0, before), 0);
