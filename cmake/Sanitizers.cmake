@@ -9,3 +9,11 @@ elseif(KELD_SANITIZE STREQUAL "thread")
 elseif(NOT KELD_SANITIZE STREQUAL "none" AND NOT KELD_SANITIZE STREQUAL "OFF")
   message(FATAL_ERROR "KELD_SANITIZE must be none, address or thread")
 endif()
+
+# Shared libraries are linked with every symbol resolved, except under clang's
+# sanitizers, whose runtime is linked into the executable and not into the
+# shared objects.
+set(KELD_NO_UNDEFINED -Wl,--no-undefined)
+if(CMAKE_CXX_COMPILER_ID MATCHES "Clang" AND NOT KELD_SANITIZE STREQUAL "none" AND NOT KELD_SANITIZE STREQUAL "OFF")
+  set(KELD_NO_UNDEFINED "")
+endif()

@@ -1,12 +1,28 @@
 #!/usr/bin/env bash
 # Installs what the project needs, builds from scratch under AddressSanitizer
-# with UndefinedBehaviorSanitizer and runs every test, then runs the threaded
-# tests again under ThreadSanitizer.
+# with UndefinedBehaviorSanitizer and runs every test, runs the threaded tests
+# again under ThreadSanitizer, and runs the wire-format fuzz target (clang,
+# libFuzzer) over its seed corpus. Ends with one line of totals.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 bash scripts/setup.sh
-rm -rf build-address build-thread
+rm -rf build-address build-thread build-fuzz
+log=$(mktemp)
+trap 'rm -f "$log"' EXIT
+run_ctest() {  # dir, ctest arguments...
+  local dir=$1
+  shift
+  (cd "$dir" && ctest --output-on-failure -j "$(nproc)" "$@") | tee -a "$log"
+}
+
 bash scripts/build.sh address
-(cd build-address && ctest --output-on-failure -j "$(nproc)")
+run_ctest build-address
 bash scripts/build.sh thread
-(cd build-thread && ctest --output-on-failure -j "$(nproc)" -L threads --no-tests=ignore)
+run_ctest build-thread -L threads
+CC=clang CXX=clang++ cmake -S . -B build-fuzz -DKELD_FUZZ=ON -DKELD_SANITIZE=address \
+  $(command -v ninja >/dev/null && echo -G Ninja) >/dev/null
+cmake --build build-fuzz -j "$(nproc)" --target fuzz_rpc_pdu
+run_ctest build-fuzz -R '^fuzz_'
+
+awk '/tests failed out of/ { failed += $4; total += $NF }
+     END { printf "%d passed, %d failed\n", total - failed, failed }' "$log"

@@ -55,12 +55,14 @@ void SetValueOf(Attribute* attribute, const T& value) {
     typed->SetValue(value);
     return;
   }
-  SubAttribute* component = attribute->FindSubAttribute(ComponentKey::Value);
-  if (component == nullptr) return;
-  const std::size_t size = OverlapWith<T>(*component);
-  if (size == 0) return;
-  component->SetDirty(1);
-  std::memcpy(component->GetMutableData(), &value, size);
+  if constexpr (std::is_trivially_copyable_v<T>) {
+    SubAttribute* component = attribute->FindSubAttribute(ComponentKey::Value);
+    if (component == nullptr) return;
+    const std::size_t size = OverlapWith<T>(*component);
+    if (size == 0) return;
+    component->SetDirty(1);
+    std::memcpy(component->GetMutableData(), &value, size);
+  }
 }
 
 // Find by key, read from the device unless cachedOnly, then hand the
