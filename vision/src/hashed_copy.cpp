@@ -93,18 +93,23 @@ __attribute__((target("avx2"))) inline void Scramble(Accumulators* acc) {
   }
 }
 
-// Copies `stripes` stripes from source to target, folding each in.
+// Folds in `stripes` stripes of source, copying them to target with kCopy.
+template <bool kCopy>
 __attribute__((target("avx2"))) inline void CopyStripes(Accumulators* acc, std::uint8_t* target,
                                                          const std::uint8_t* source, std::size_t stripes) {
   for (std::size_t n = 0; n < stripes; ++n) {
     const __m256i low = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(source + n * kStripe));
     const __m256i high = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(source + n * kStripe) + 1);
-    _mm256_storeu_si256(reinterpret_cast<__m256i*>(target + n * kStripe), low);
-    _mm256_storeu_si256(reinterpret_cast<__m256i*>(target + n * kStripe) + 1, high);
+    if constexpr (kCopy) {
+      _mm256_storeu_si256(reinterpret_cast<__m256i*>(target + n * kStripe), low);
+      _mm256_storeu_si256(reinterpret_cast<__m256i*>(target + n * kStripe) + 1, high);
+    }
     Accumulate(acc, low, high, kSecret + n * 8);
   }
 }
 
+// XXH3-64 of count (> 240) bytes of source, copied to target with kCopy.
+template <bool kCopy>
 __attribute__((target("avx2"))) std::uint64_t CopyHashAvx2(std::uint8_t* target, const std::uint8_t* source,
                                                             std::size_t count) {
   alignas(32) std::uint64_t lanes[8] = {kPrime32_3, kPrime64_1, kPrime64_2, kPrime64_3,
@@ -113,16 +118,18 @@ __attribute__((target("avx2"))) std::uint64_t CopyHashAvx2(std::uint8_t* target,
                     _mm256_load_si256(reinterpret_cast<const __m256i*>(lanes) + 1)}};
   const std::size_t blocks = (count - 1) / kBlock;
   for (std::size_t b = 0; b < blocks; ++b) {
-    CopyStripes(&acc, target + b * kBlock, source + b * kBlock, kStripesPerBlock);
+    CopyStripes<kCopy>(&acc, target + b * kBlock, source + b * kBlock, kStripesPerBlock);
     Scramble(&acc);
   }
   const std::size_t done = blocks * kBlock;
   const std::size_t stripes = ((count - 1) - done) / kStripe;
-  CopyStripes(&acc, target + done, source + done, stripes);
-  const std::size_t copied = done + stripes * kStripe;
-  std::memcpy(target + copied, source + copied, count - copied);
+  CopyStripes<kCopy>(&acc, target + done, source + done, stripes);
+  if constexpr (kCopy) {
+    const std::size_t copied = done + stripes * kStripe;
+    std::memcpy(target + copied, source + copied, count - copied);
+  }
   // The last stripe overlaps what was folded in already, as in XXH3.
-  const std::uint8_t* last = target + count - kStripe;
+  const std::uint8_t* last = source + count - kStripe;
   Accumulate(&acc, _mm256_loadu_si256(reinterpret_cast<const __m256i*>(last)),
              _mm256_loadu_si256(reinterpret_cast<const __m256i*>(last) + 1), kSecret + kLastStripeSecret);
   _mm256_store_si256(reinterpret_cast<__m256i*>(lanes), acc.lanes[0]);
@@ -146,10 +153,17 @@ bool HasAvx2() {
 
 std::uint64_t CopyAndHash(std::uint8_t* target, const std::uint8_t* source, std::size_t count) {
 #if defined(__x86_64__)
-  if (count > kLongInput && HasAvx2()) return CopyHashAvx2(target, source, count);
+  if (count > kLongInput && HasAvx2()) return CopyHashAvx2<true>(target, source, count);
 #endif
   if (count != 0) std::memcpy(target, source, count);
   return HashOf(target, count);
+}
+
+std::uint64_t HashPayload(const std::uint8_t* source, std::size_t count) {
+#if defined(__x86_64__)
+  if (count > kLongInput && HasAvx2()) return CopyHashAvx2<false>(nullptr, source, count);
+#endif
+  return HashOf(source, count);
 }
 
 }  // namespace odv

@@ -133,7 +133,7 @@ OdvStatus Prepare(const Image* image, std::uint32_t format, std::uint32_t compre
   }
   if (status != ODV_SUCCESS) return status;
   d.payloadSize = data->payload.size;
-  d.payloadCheck = HashOf(data->payload.data.get(), data->payload.size);
+  d.payloadCheck = HashPayload(data->payload.data.get(), data->payload.size);
   return ODV_SUCCESS;
 }
 
@@ -199,7 +199,7 @@ OdvStatus ReadDescriptor(const std::uint8_t* bytes, std::uint64_t count, Descrip
 OdvStatus Unpack(Image** image, const Descriptor& d, const std::uint8_t* payload) {
   // The payload is checked before the target is touched, so that a refused
   // image leaves the caller's image as it was.
-  if (d.payloadSize != 0 && HashOf(payload, d.payloadSize) != d.payloadCheck) return ODV_E_CORRUPT;
+  if (d.payloadSize != 0 && HashPayload(payload, d.payloadSize) != d.payloadCheck) return ODV_E_CORRUPT;
   Image* target = nullptr;
   OdvStatus status = ODV_SUCCESS;
   if (*image == nullptr) {
@@ -341,7 +341,7 @@ OdvStatus RpcConvertToRPCImage3(OdvRPCImage* record, const Image* image, uint32_
   std::uint8_t* payload = block + kDescriptorSize;
   if (borrow) {
     payload = live->Row(0);
-    d.payloadCheck = odv::HashOf(payload, d.rawSize);
+    d.payloadCheck = odv::HashPayload(payload, d.rawSize);
     odv::SealDescriptor(&d, block);
   } else {
     odv::WritePacked(data, block);

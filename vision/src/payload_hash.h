@@ -25,6 +25,9 @@ inline std::uint64_t HashOf(const void* data, std::size_t count) { return XXH3_6
 // Copies count bytes from source to target (not overlapping) and returns
 // HashOf(target, count), reading each byte once where the processor allows.
 std::uint64_t CopyAndHash(std::uint8_t* target, const std::uint8_t* source, std::size_t count);
+// HashOf(source, count), by the same loop where the processor allows: on
+// long inputs it runs faster than the library's dispatched entry point.
+std::uint64_t HashPayload(const std::uint8_t* source, std::size_t count);
 
 // Hash over bytes given in pieces; the digest equals HashOf of their
 // concatenation. Pieces are copied to their destination block by block, each
