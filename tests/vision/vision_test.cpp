@@ -16,6 +16,11 @@
 
 #include "odvissvc/odvissvc.h"
 
+// The reference XXH3, compiled into the test itself, to check that packed
+// payload hashes are XXH3-64 whichever code path the library took.
+#define XXH_INLINE_ALL
+#include <xxhash.h>
+
 namespace {
 
 struct ImageDeleter {
@@ -265,6 +270,11 @@ TEST(Packing, UnpaddedImagesOfManySizesRoundTripExactly) {
       ASSERT_EQ(Word(source.get(), ODV_WORD_LINE_WIDTH), width);
       FillBytes(source.get(), width + height);
       std::vector<std::uint8_t> bytes = Pack(source.get(), ODV_COMPRESS_NONE);
+      // The descriptor (88 bytes) holds the payload's hash at byte 24.
+      ASSERT_EQ(bytes.size(), 88u + width * height);
+      std::uint64_t check = 0;
+      std::memcpy(&check, bytes.data() + 24, sizeof check);
+      EXPECT_EQ(check, XXH3_64bits(bytes.data() + 88, bytes.size() - 88)) << width << "x" << height;
       Image* raw = nullptr;
       ASSERT_EQ(Unpack(bytes, &raw), ODV_SUCCESS) << width << "x" << height;
       ImagePtr target(raw);
@@ -360,6 +370,7 @@ TEST(RecordPacking, UncompressedUnpaddedPayloadIsTheImagesPixels) {
   ASSERT_EQ(RpcConvertToRPCImage3(&record, source.get(), ODV_RECORD_LAYOUT, ODV_PACK_FORMAT, 0, 0, 750, 0), ODV_SUCCESS);
   EXPECT_EQ(record.payload, Pixel(source.get(), 0, 0));
   EXPECT_EQ(record.payloadSize, 64u * 9u * 4u);
+  EXPECT_EQ(record.payloadCheck, static_cast<std::uint32_t>(XXH3_64bits(record.payload, record.payloadSize)));
   Image* raw = nullptr;
   ASSERT_EQ(RpcConvertToGRImage3(&raw, &record, ODV_RECORD_LAYOUT, 0), ODV_SUCCESS);
   ImagePtr target(raw);
