@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstring>
+#include <iterator>
 #include <limits>
 
 #include "odvissvc/odvissvc.h"
@@ -193,12 +194,34 @@ Status CfgImage::FlattenRecord(ByteStream* stream) {
                                    compressionType.load(std::memory_order_relaxed), 0,
                                    compressionQuality.load(std::memory_order_relaxed), 0);
   UnlockImage(&status, ODV_LOCK_READ);
-  if (status == kSuccess) status = stream->AppendU32(kImageRecordVersion9);
-  for (std::size_t offset : kRecordWordOffsets) {
-    if (status == kSuccess) status = stream->AppendU32(WordAt(record, offset));
+  // The version, the words and both blocks are laid out in one extension of
+  // the stream: growing it word by word would reallocate (and, for a large
+  // image, fault in fresh pages for) the whole block at every append.
+  // A block without a pointer adds no bytes, as with AppendBytes.
+  const std::uint8_t* first = PointerAt(record, kFirstBlockPointer);
+  const std::uint8_t* second = PointerAt(record, kSecondBlockPointer);
+  const std::uint32_t firstSize = first != nullptr ? WordAt(record, kFirstBlockSize) : 0;
+  const std::uint32_t secondSize = second != nullptr ? WordAt(record, kSecondBlockSize) : 0;
+  const std::uint64_t wordBytes = sizeof(std::uint32_t) * (1 + std::size(kRecordWordOffsets));
+  const std::uint64_t total = wordBytes + firstSize + secondSize;
+  const std::uint32_t end = stream->size;
+  if (status == kSuccess && total > std::numeric_limits<std::uint32_t>::max() - end) status = kOutOfMemory;
+  if (status == kSuccess) status = stream->Extend(static_cast<std::uint32_t>(total));
+  if (status == kSuccess) {
+    std::uint8_t* out = stream->data + end;
+    const auto put = [&out](const void* source, std::size_t count) {
+      if (count != 0) std::memcpy(out, source, count);
+      out += count;
+    };
+    const std::uint32_t version = kImageRecordVersion9;
+    put(&version, sizeof version);
+    for (std::size_t offset : kRecordWordOffsets) {
+      const std::uint32_t word = WordAt(record, offset);
+      put(&word, sizeof word);
+    }
+    put(first, firstSize);
+    put(second, secondSize);
   }
-  if (status == kSuccess) status = stream->AppendBytes(PointerAt(record, kFirstBlockPointer), WordAt(record, kFirstBlockSize));
-  if (status == kSuccess) status = stream->AppendBytes(PointerAt(record, kSecondBlockPointer), WordAt(record, kSecondBlockSize));
   rpcDisposeImageBytes2(&record, 0, kRecordLayout);
   return status;
 }

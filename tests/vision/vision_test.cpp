@@ -16,6 +16,11 @@
 
 #include "odvissvc/odvissvc.h"
 
+// The reference XXH3, compiled into the test itself, to check that packed
+// payload hashes are XXH3-64 whichever code path the library took.
+#define XXH_INLINE_ALL
+#include <xxhash.h>
+
 namespace {
 
 struct ImageDeleter {
@@ -255,6 +260,47 @@ TEST(Packing, EveryFlippedBitIsRejected) {
   }
 }
 
+// Images without padding (lines of a multiple of 64 bytes) are copied and
+// hashed in one pass; sizes around the hash's internal boundaries: short
+// inputs up to 240 bytes, 64-byte stripes, 1024-byte blocks.
+TEST(Packing, UnpaddedImagesOfManySizesRoundTripExactly) {
+  for (std::uint32_t width : {64u, 192u, 1280u}) {
+    for (std::uint32_t height : {1u, 3u, 4u, 5u, 6u, 15u, 16u, 17u, 33u}) {
+      ImagePtr source = Make(ODV_U8, width, height);
+      ASSERT_EQ(Word(source.get(), ODV_WORD_LINE_WIDTH), width);
+      FillBytes(source.get(), width + height);
+      std::vector<std::uint8_t> bytes = Pack(source.get(), ODV_COMPRESS_NONE);
+      // The descriptor (88 bytes) holds the payload's hash at byte 24.
+      ASSERT_EQ(bytes.size(), 88u + width * height);
+      std::uint64_t check = 0;
+      std::memcpy(&check, bytes.data() + 24, sizeof check);
+      EXPECT_EQ(check, XXH3_64bits(bytes.data() + 88, bytes.size() - 88)) << width << "x" << height;
+      Image* raw = nullptr;
+      ASSERT_EQ(Unpack(bytes, &raw), ODV_SUCCESS) << width << "x" << height;
+      ImagePtr target(raw);
+      EXPECT_TRUE(SamePixels(source.get(), raw)) << width << "x" << height;
+    }
+  }
+}
+
+TEST(Packing, EveryFlippedBitOfALargerUnpaddedImageIsRejectedBeforeTheTargetChanges) {
+  ImagePtr source = Make(ODV_U8, 64, 18);  // 1152 bytes without padding: a full block and two stripes
+  ASSERT_EQ(Word(source.get(), ODV_WORD_LINE_WIDTH), 64u);
+  FillBytes(source.get(), 17);
+  const std::vector<std::uint8_t> bytes = Pack(source.get(), ODV_COMPRESS_NONE);
+  ImagePtr target = Make(ODV_U16, 3, 2);
+  FillBytes(target.get(), 2);
+  ImagePtr before = Make(ODV_U16, 3, 2);
+  FillBytes(before.get(), 2);
+  for (std::size_t bit = 0; bit < bytes.size() * 8; ++bit) {
+    std::vector<std::uint8_t> flipped = bytes;
+    flipped[bit / 8] ^= static_cast<std::uint8_t>(1u << (bit % 8));
+    Image* raw = target.get();
+    ASSERT_NE(Unpack(flipped, &raw), ODV_SUCCESS) << "bit " << bit;
+  }
+  EXPECT_TRUE(SamePixels(before.get(), target.get()));
+}
+
 TEST(Packing, UnknownFormatAndBadArguments) {
   ImagePtr source = Make(ODV_U8, 4, 4);
   OdvRPCData* data = nullptr;
@@ -311,6 +357,33 @@ TEST(RecordPacking, RoundTripAndDisposal) {
   EXPECT_EQ(RpcConvertToGRImage3(&raw, &record, ODV_RECORD_LAYOUT, 0), ODV_E_CORRUPT);
   EXPECT_EQ(rpcDisposeImageBytes2(&record, 0, ODV_RECORD_LAYOUT), ODV_SUCCESS);
   EXPECT_EQ(record.descriptor, nullptr);
+}
+
+// Uncompressed pixels of an unpadded image travel in the record as the
+// image's own pixels; disposing of the record leaves them alone.
+TEST(RecordPacking, UncompressedUnpaddedPayloadIsTheImagesPixels) {
+  ImagePtr source = Make(ODV_RGB32, 64, 9);
+  ASSERT_EQ(Word(source.get(), ODV_WORD_LINE_WIDTH), 64u);
+  FillBytes(source.get(), 8);
+  OdvRPCImage record;
+  ASSERT_EQ(rpcInitImage2(&record, ODV_RECORD_LAYOUT), ODV_SUCCESS);
+  ASSERT_EQ(RpcConvertToRPCImage3(&record, source.get(), ODV_RECORD_LAYOUT, ODV_PACK_FORMAT, 0, 0, 750, 0), ODV_SUCCESS);
+  EXPECT_EQ(record.payload, Pixel(source.get(), 0, 0));
+  EXPECT_EQ(record.payloadSize, 64u * 9u * 4u);
+  EXPECT_EQ(record.payloadCheck, static_cast<std::uint32_t>(XXH3_64bits(record.payload, record.payloadSize)));
+  Image* raw = nullptr;
+  ASSERT_EQ(RpcConvertToGRImage3(&raw, &record, ODV_RECORD_LAYOUT, 0), ODV_SUCCESS);
+  ImagePtr target(raw);
+  EXPECT_TRUE(SamePixels(source.get(), raw));
+  // A change of the pixels after packing no longer matches the payload hash.
+  Pixel(source.get(), 63, 8)[3] ^= 1;
+  ImagePtr other = Make(ODV_U8, 1, 1);
+  Image* otherRaw = other.get();
+  EXPECT_EQ(RpcConvertToGRImage3(&otherRaw, &record, ODV_RECORD_LAYOUT, 0), ODV_E_CORRUPT);
+  EXPECT_EQ(rpcDisposeImageBytes2(&record, 0, ODV_RECORD_LAYOUT), ODV_SUCCESS);
+  EXPECT_EQ(record.payload, nullptr);
+  Pixel(source.get(), 63, 8)[3] ^= 1;
+  EXPECT_TRUE(SamePixels(source.get(), raw));
 }
 
 // Known 4 x 4 mosaic; expected pixels worked out by hand with mirrored edges.

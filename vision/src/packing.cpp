@@ -133,32 +133,38 @@ OdvStatus Prepare(const Image* image, std::uint32_t format, std::uint32_t compre
   }
   if (status != ODV_SUCCESS) return status;
   d.payloadSize = data->payload.size;
-  d.payloadCheck = HashOf(data->payload.data.get(), data->payload.size);
+  d.payloadCheck = HashPayload(data->payload.data.get(), data->payload.size);
   return ODV_SUCCESS;
+}
+
+// Stamps the descriptor's own hash and writes it to `target`.
+void SealDescriptor(Descriptor* d, std::uint8_t* target) {
+  d->selfCheck = SelfCheck(*d);
+  std::memcpy(target, d, kDescriptorSize);
 }
 
 std::uint64_t PackedSize(const OdvRPCData& data) { return kDescriptorSize + data.descriptor.payloadSize; }
 
 // Writes descriptor and payload to `target`, which holds PackedSize bytes.
 // Uncompressed pixels are copied once, straight from the image's lines, and
-// hashed where they landed.
+// hashed in the same pass.
 void WritePacked(OdvRPCData* data, std::uint8_t* target) {
   Descriptor& d = data->descriptor;
   std::uint8_t* payload = target + kDescriptorSize;
   if (d.codec == kCodecRaw && d.rawSize != 0) {
     const Image* image = data->image;
     if (image->Contiguous()) {
-      std::memcpy(payload, image->Row(0), d.rawSize);
+      d.payloadCheck = CopyAndHash(payload, image->Row(0), d.rawSize);
     } else {
+      HashedCopy copy;
       const std::uint64_t rowBytes = image->RowBytes();
-      for (std::uint32_t y = 0; y < d.height; ++y) std::memcpy(payload + y * rowBytes, image->Row(y), rowBytes);
+      for (std::uint32_t y = 0; y < d.height; ++y) copy.Copy(payload + y * rowBytes, image->Row(y), rowBytes);
+      d.payloadCheck = copy.Digest();
     }
-    d.payloadCheck = HashOf(payload, d.rawSize);
   } else if (d.payloadSize != 0) {
     std::memcpy(payload, data->payload.data.get(), d.payloadSize);
   }
-  d.selfCheck = SelfCheck(d);
-  std::memcpy(target, &d, kDescriptorSize);
+  SealDescriptor(&d, target);
 }
 
 OdvStatus ReadDescriptor(const std::uint8_t* bytes, std::uint64_t count, Descriptor* d) {
@@ -193,7 +199,7 @@ OdvStatus ReadDescriptor(const std::uint8_t* bytes, std::uint64_t count, Descrip
 OdvStatus Unpack(Image** image, const Descriptor& d, const std::uint8_t* payload) {
   // The payload is checked before the target is touched, so that a refused
   // image leaves the caller's image as it was.
-  if (d.payloadSize != 0 && HashOf(payload, d.payloadSize) != d.payloadCheck) return ODV_E_CORRUPT;
+  if (d.payloadSize != 0 && HashPayload(payload, d.payloadSize) != d.payloadCheck) return ODV_E_CORRUPT;
   Image* target = nullptr;
   OdvStatus status = ODV_SUCCESS;
   if (*image == nullptr) {
@@ -320,16 +326,28 @@ OdvStatus RpcConvertToRPCImage3(OdvRPCImage* record, const Image* image, uint32_
   uint64_t size = 0;
   OdvStatus status = FlattenImageToRPCData(image, format, compression, 1, quality, 0, 0, 0, &data, &size);
   if (status != ODV_SUCCESS) return status;
-  std::uint8_t* block = static_cast<std::uint8_t*>(std::malloc(size));
-  if (block == nullptr || data->descriptor.payloadSize > UINT32_MAX) {
+  // Uncompressed pixels of an image with contiguous lines are not copied: the
+  // payload block is the image's own pixels, and only the descriptor is
+  // allocated. Otherwise one allocation holds both blocks.
+  odv::Descriptor& d = data->descriptor;
+  const Image* live = data->image;
+  const bool borrow = d.codec == odv::kCodecRaw && d.rawSize != 0 && live->Contiguous();
+  std::uint8_t* block = static_cast<std::uint8_t*>(std::malloc(borrow ? kDescriptorSize : size));
+  if (block == nullptr || d.payloadSize > UINT32_MAX) {
     std::free(block);
     DisposeRPCData(data);
     return block == nullptr ? ODV_E_NO_MEMORY : ODV_E_UNSUPPORTED;
   }
-  odv::WritePacked(data, block);
-  const odv::Descriptor& d = data->descriptor;
+  std::uint8_t* payload = block + kDescriptorSize;
+  if (borrow) {
+    payload = live->Row(0);
+    d.payloadCheck = odv::HashPayload(payload, d.rawSize);
+    odv::SealDescriptor(&d, block);
+  } else {
+    odv::WritePacked(data, block);
+  }
   rpcDisposeImageBytes2(record, 0, layout);
-  record->ownsBlocks = 1;  // one allocation holds both blocks, freed through `descriptor`
+  record->ownsBlocks = 1;  // the allocation above, freed through `descriptor`
   record->type = d.type;
   record->width = d.width;
   record->height = d.height;
@@ -342,7 +360,7 @@ OdvStatus RpcConvertToRPCImage3(OdvRPCImage* record, const Image* image, uint32_
   record->descriptorSize = kDescriptorSize;
   record->descriptor = block;
   record->payloadSize = static_cast<uint32_t>(d.payloadSize);
-  record->payload = d.payloadSize != 0 ? block + kDescriptorSize : nullptr;
+  record->payload = d.payloadSize != 0 ? payload : nullptr;
   record->rawSize = d.rawSize <= UINT32_MAX ? static_cast<uint32_t>(d.rawSize) : 0;
   record->payloadCheck = static_cast<uint32_t>(d.payloadCheck);
   record->kind = d.kind;

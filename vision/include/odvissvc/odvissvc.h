@@ -145,7 +145,11 @@ typedef struct OdvRPCImage {
 
 /* Zeroes the record and stamps its layout; `layout` must be ODV_RECORD_LAYOUT. */
 ODV_API OdvStatus rpcInitImage2(OdvRPCImage* record, uint32_t layout);
-/* Packs `image` into freshly allocated blocks of the record. */
+/* Packs `image` into the blocks of the record. The descriptor block is
+ * always allocated here; the payload too, except for the uncompressed form
+ * of an image whose lines are contiguous, where the payload block is the
+ * image's own pixels: such an image must stay unchanged (e.g. read-locked)
+ * and alive until the blocks have been used and rpcDisposeImageBytes2 called. */
 ODV_API OdvStatus RpcConvertToRPCImage3(OdvRPCImage* record, const Image* image, uint32_t layout,
                                         uint32_t format, uint32_t compression, uint32_t reserved,
                                         uint32_t quality, uint32_t flags);
