@@ -58,7 +58,7 @@ int main() {
     keld::Attribute* attribute = nullptr;
     if (keld::CreateAttribute(keld::AttrU32::kTag, true, &attribute) != keld::kSuccess) return 1;
     attribute->SetKey(i);
-    attribute->SetName(full.c_str());
+    if (attribute->SetName(full.c_str()) != keld::kSuccess) std::abort();
     map.Insert(attribute);
     fullNames.push_back(full);
     shortNames.push_back(shortName);

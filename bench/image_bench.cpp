@@ -71,17 +71,17 @@ void PackingTable(std::uint32_t type, std::uint32_t noise) {
   keld::CfgImage source;
   source.Attach(frame.image);
   keld::CfgImage target;
-  target.EnsureImage();
+  if (target.EnsureImage() != keld::kSuccess) std::abort();
   for (std::uint32_t compression : {0u, 1u, 2u}) {
     for (bool streamForm : {true, false}) {
       keld::CfgImage::compressionType = compression;
       std::uint32_t packed = 0;
       const double t = Seconds([&] {
         keld::ScopedByteStream stream;
-        source.Flatten(stream.get(), streamForm);
+        if (source.Flatten(stream.get(), streamForm) != keld::kSuccess) std::abort();
         packed = stream->size;
         stream->Rewind();
-        target.Unflatten(stream.get(), streamForm);
+        if (target.Unflatten(stream.get(), streamForm) != keld::kSuccess) std::abort();
       }, compression == 2 ? 5 : 20);
       char label[64];
       std::snprintf(label, sizeof label, "type %u %s", compression, streamForm ? "stream" : "record");

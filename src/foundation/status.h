@@ -1,12 +1,40 @@
 // Status words of the library. 0 is success; the library's own errors start
 // at 0xBFFF8000. Driver statuses pass through every layer unchanged.
+//
+// Status is a value type that a caller cannot drop by accident: every
+// function returning one is [[nodiscard]] through the type. Where a result is
+// deliberately not looked at, IgnoreStatus says so at the call site. It
+// converts to and from the plain u32 word, so statuses compare and travel as
+// the numbers they are.
 #pragma once
 
 #include <cstdint>
+#include <iosfwd>
 
 namespace keld {
 
-using Status = std::uint32_t;
+class [[nodiscard]] Status {
+ public:
+  constexpr Status() = default;
+  constexpr Status(std::uint32_t word) : word_(word) {}  // NOLINT: a status is its word
+  constexpr operator std::uint32_t() const { return word_; }  // NOLINT: and reads as it
+  constexpr bool ok() const { return word_ == 0; }
+
+ private:
+  std::uint32_t word_ = 0;
+};
+
+// Says that a status is dropped on purpose; the call site's comment says why.
+constexpr void IgnoreStatus(Status /*status*/) {}
+
+// Keeps the first failure of a run of steps that all run regardless: the
+// later steps' statuses count only while everything before succeeded.
+constexpr void KeepFirstFailure(Status* result, Status next) {
+  if (result->ok()) *result = next;
+}
+
+// Prints the word in hexadecimal, as statuses are written everywhere.
+std::ostream& operator<<(std::ostream& out, Status status);
 
 inline constexpr Status kSuccess = 0;
 inline constexpr Status kByteStreamSaveFailed = 0xBFFF8000;

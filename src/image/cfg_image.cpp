@@ -93,7 +93,9 @@ Status CfgImage::Resize(std::uint32_t width, std::uint32_t height, std::uint32_t
 }
 
 Status CfgImage::SetBitDepth(std::uint32_t depth) {
-  Guard([&]() -> Status { return ::SetBitDepth(image_, depth); });
+  // The bit depth is a hint for showing the image; whether the library took
+  // it does not change the image, so the answer is always success.
+  IgnoreStatus(Guard([&]() -> Status { return ::SetBitDepth(image_, depth); }));
   return kSuccess;
 }
 

@@ -34,7 +34,9 @@ RemoteSession::RemoteSession(const char* clientName, const char* hostName, std::
 RemoteSession::RemoteSession(std::uint32_t timeoutMs) : timeout(timeoutMs) {}
 
 RemoteSession::~RemoteSession() {
-  if (bindings[0]) CloseRemote();
+  // A close that the target refused is tried once more here; its answer has
+  // no one left to go to.
+  if (bindings[0]) IgnoreStatus(CloseRemote());
 }
 
 Status RemoteSession::ComposeBinding(const char* hostText) {

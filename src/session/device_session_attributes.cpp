@@ -89,7 +89,8 @@ Status DeviceConfigSession::GetNVAttributesInfo(NVAttributeInfoList* list, std::
     for (const Status step : steps) {
       if (result == kSuccess) result = step;
     }
-    attribute->GetTooltip(&tooltip);
+    // A missing tooltip leaves the text empty and is not a failure.
+    IgnoreStatus(attribute->GetTooltip(&tooltip));
     info.Readable = readable ? 1 : 0;
     info.Writable = writable ? 1 : 0;
     CopyText(name, info.Name, sizeof info.Name);

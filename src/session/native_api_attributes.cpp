@@ -274,7 +274,7 @@ KELDCFGC_API int32_t cfgSetNVAttributeValue(uint32_t session, const char* name, 
     const Status status = s.FindAttributeByName(name, &attribute);
     if (status != kSuccess) return status;
     // As with the typed setters, a value the attribute refuses is not reported.
-    s.SetNVAttributeValue(attribute, component, type, value);
+    IgnoreStatus(s.SetNVAttributeValue(attribute, component, type, value));
     return cachedOnly != 0 ? kSuccess : s.WriteAttribute(attribute);
   }));
 }

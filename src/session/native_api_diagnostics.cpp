@@ -26,9 +26,10 @@ KELDCFGC_API int32_t cfgRunDiagnostics(uint32_t session, uint32_t index, uint32_
   // none and the raising does nothing.
   std::uint32_t previous = 0;
   const bool raised = ReadSessionTimeout(session, &previous) == kSuccess;
-  if (raised) WriteSessionTimeout(session, kDiagnosticsTimeout);
+  // Writing back where reading worked cannot fail: the same look-up succeeded.
+  if (raised) IgnoreStatus(WriteSessionTimeout(session, kDiagnosticsTimeout));
   const Status status = WithDeviceSession(session, [&](DeviceConfigSession& s) { return s.RunDiagnostics(index, count); });
-  if (raised) WriteSessionTimeout(session, previous);
+  if (raised) IgnoreStatus(WriteSessionTimeout(session, previous));
   return ToResult(status);
 }
 

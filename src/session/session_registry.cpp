@@ -193,7 +193,8 @@ void CloseSession(ConfigSession* session) {
     auto& loose = sessionMap.unregistered;
     loose.erase(std::remove(loose.begin(), loose.end(), session), loose.end());
   }
-  session->Close();
+  // The close's answer is not looked at: the session goes either way.
+  IgnoreStatus(session->Close());
   delete session;
 }
 

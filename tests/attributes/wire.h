@@ -37,7 +37,9 @@ class Wire {
   // Loads the bytes into a stream ready for reading.
   void Into(ByteStream* stream) const {
     stream->Reset();
-    if (!bytes_.empty()) stream->AppendBytes(bytes_.data(), bytes_.size());
+    if (!bytes_.empty()) {
+      EXPECT_EQ(stream->AppendBytes(bytes_.data(), bytes_.size()), kSuccess);
+    }
     stream->Rewind();
   }
 

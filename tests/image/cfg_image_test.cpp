@@ -328,7 +328,7 @@ TEST_F(CfgImageTest, TruncatedRecordStreamsFailWithoutReadingPastTheEnd) {
     ASSERT_EQ(reader.EnsureImage(), kSuccess);
     EXPECT_EQ(reader.Unflatten(input.get(), false), kByteStreamLoadFailed) << cut;
     EXPECT_EQ(reader.GetWidth(), 0u);
-    reader.Unlock();  // the failed read took the write lock and kept it
+    EXPECT_EQ(reader.Unlock(), kSuccess);  // the failed read took the write lock and kept it
   }
 }
 

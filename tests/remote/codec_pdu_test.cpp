@@ -266,15 +266,15 @@ TEST(ClientStubs, NullReferencePointersRaiseBeforeSending) {
     }
   };
   auto binding = std::make_unique<RpcBinding>("127.0.0.1", 0);
-  expect1780([&] { RemoteOpen(binding.get(), 0, nullptr, "if", &value); });
-  expect1780([&] { RemoteOpen(binding.get(), 0, "n", nullptr, &value); });
-  expect1780([&] { RemoteOpen(binding.get(), 0, "n", "if", nullptr); });
-  expect1780([&] { RemoteCommand(binding.get(), 1, 1, nullptr, &stream); });
-  expect1780([&] { RemoteCommand(binding.get(), 1, 1, &stream, nullptr); });
-  expect1780([&] { RemoteVersion(binding.get(), nullptr); });
-  expect1780([&] { RemoteGetMTU(binding.get(), nullptr, &value); });
-  expect1780([&] { RemoteGetMTU(binding.get(), "eth0", nullptr); });
-  expect1780([&] { RemoteSetMTU(binding.get(), nullptr, 1500); });
+  expect1780([&] { IgnoreStatus(RemoteOpen(binding.get(), 0, nullptr, "if", &value)); });
+  expect1780([&] { IgnoreStatus(RemoteOpen(binding.get(), 0, "n", nullptr, &value)); });
+  expect1780([&] { IgnoreStatus(RemoteOpen(binding.get(), 0, "n", "if", nullptr)); });
+  expect1780([&] { IgnoreStatus(RemoteCommand(binding.get(), 1, 1, nullptr, &stream)); });
+  expect1780([&] { IgnoreStatus(RemoteCommand(binding.get(), 1, 1, &stream, nullptr)); });
+  expect1780([&] { IgnoreStatus(RemoteVersion(binding.get(), nullptr)); });
+  expect1780([&] { IgnoreStatus(RemoteGetMTU(binding.get(), nullptr, &value)); });
+  expect1780([&] { IgnoreStatus(RemoteGetMTU(binding.get(), "eth0", nullptr)); });
+  expect1780([&] { IgnoreStatus(RemoteSetMTU(binding.get(), nullptr, 1500)); });
 }
 
 }  // namespace

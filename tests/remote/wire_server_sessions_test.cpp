@@ -84,7 +84,9 @@ std::thread CommandInFlight(rpc::RpcBinding* binding, std::uint32_t id, Status* 
   std::thread thread([=] {
     ScopedByteStream in, out;
     *status = rpc::RemoteCommand(binding, id, 10, in.get(), out.get());
-    if (*status == kSuccess) out->ReadU32(echoed);
+    if (*status == kSuccess) {
+      EXPECT_EQ(out->ReadU32(echoed), kSuccess);
+    }
   });
   EXPECT_EQ(inside.wait_for(std::chrono::seconds(10)), std::future_status::ready);
   return thread;
@@ -99,7 +101,7 @@ TEST_F(ServerSessions, CloseWaitsForTheCommandInFlight) {
   std::uint32_t echoed = 0;
   std::thread command = CommandInFlight(&images_, id, &commandStatus, &echoed);
   std::atomic<Status> closeStatus{1};
-  std::thread close([&] { closeStatus = rpc::RemoteClose(&control, id); });
+  std::thread close([&] { closeStatus.store(rpc::RemoteClose(&control, id)); });
 
   EXPECT_FALSE(DestroyedWithin(300));  // not while the command runs on it
   Release();
@@ -125,7 +127,7 @@ TEST_F(ServerSessions, ReopenWaitsForTheCommandInFlight) {
   std::atomic<std::uint32_t> second{0};
   std::thread reopen([&] {
     std::uint32_t newId = 0;
-    openStatus = rpc::RemoteOpen(&control, kDriverKELD, "client:held", "img0", &newId);
+    openStatus.store(rpc::RemoteOpen(&control, kDriverKELD, "client:held", "img0", &newId));
     second = newId;
   });
 

@@ -30,22 +30,22 @@ int main(int argc, char** argv) {
     if (mode == "version") {
       std::uint32_t version = 0;
       const Status status = rpc::RemoteVersion(&binding, &version);
-      std::printf("status=0x%08X\nversion=0x%08X\n", status, version);
+      std::printf("status=0x%08X\nversion=0x%08X\n", static_cast<unsigned>(status), version);
     } else if (mode == "mtu" && argc > 3) {
       std::uint32_t mtu = 0;
       const Status status = rpc::RemoteGetMTU(&binding, argv[3], &mtu);
-      std::printf("status=0x%08X\nmtu=%u\n", status, mtu);
+      std::printf("status=0x%08X\nmtu=%u\n", static_cast<unsigned>(status), mtu);
     } else if (mode == "session") {
       binding.SetFragmentSizes(rpc::kMinFragSize, rpc::kMinFragSize);
       std::uint32_t id = 0;
       const Status opened = rpc::RemoteOpen(&binding, 0, "probe:1", "img0", &id);
-      std::printf("open=0x%08X\nid=%u\n", opened, id);
+      std::printf("open=0x%08X\nid=%u\n", static_cast<unsigned>(opened), id);
       std::vector<std::uint8_t> bytes(5000, 0x5A);
       ScopedByteStream in, out;
-      in->AppendBytes(bytes.data(), bytes.size());
-      std::printf("command=0x%08X\n", rpc::RemoteCommand(&binding, id, 10, in.get(), out.get()));
-      std::printf("ping=0x%08X\n", rpc::RemotePing(&binding, id));
-      std::printf("close=0x%08X\n", rpc::RemoteClose(&binding, id));
+      if (in->AppendBytes(bytes.data(), bytes.size()) != keld::kSuccess) return 1;
+      std::printf("command=0x%08X\n", static_cast<unsigned>(rpc::RemoteCommand(&binding, id, 10, in.get(), out.get())));
+      std::printf("ping=0x%08X\n", static_cast<unsigned>(rpc::RemotePing(&binding, id)));
+      std::printf("close=0x%08X\n", static_cast<unsigned>(rpc::RemoteClose(&binding, id)));
     } else {
       std::fprintf(stderr, "unknown mode %s\n", mode.c_str());
       return 2;
