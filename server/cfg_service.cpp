@@ -9,8 +9,8 @@
 #include <fstream>
 #include <vector>
 
-#include "keldcfgc/keldcfgc.h"
-#include "keldcfgc/keldcfgc_server.h"
+#include "capi/frames.h"
+#include "capi/server_frames.h"
 
 namespace keld::server {
 
@@ -58,19 +58,15 @@ void CfgService::Log(int level, const std::string& text) const {
 Status CfgService::Open(const rpc::PeerInfo& peer, std::uint32_t driverType, const std::string& name,
                         const std::string& interfaceName, std::uint32_t* sessionId) {
   const std::string key = std::to_string(driverType) + '\n' + name + '\n' + interfaceName;
-  std::lock_guard<std::mutex> registry(registryLock_);
   {
     // The registry closes a session of the same key when it creates the new
-    // one; it must not be in use then.
-    std::unique_lock<std::mutex> guard(lock_);
-    std::vector<std::uint32_t> replaced;
-    for (const auto& [id, tracked] : sessions_) {
-      if (tracked.key == key && !tracked.closing) replaced.push_back(id);
+    // one; the service forgets it here.
+    std::lock_guard<std::mutex> guard(lock_);
+    for (auto it = sessions_.begin(); it != sessions_.end();) {
+      it = it->second.key == key ? sessions_.erase(it) : std::next(it);
     }
-    for (const std::uint32_t id : replaced) Retire(guard, id);
   }
-  const auto status = static_cast<Status>(
-      keldsrvCreateSession(driverType, name.c_str(), interfaceName.c_str(), sessionId));
+  const Status status = frames::CreateServerSession(driverType, name.c_str(), interfaceName.c_str(), sessionId);
   Log(1, "open driver " + std::to_string(driverType) + " '" + interfaceName + "' for '" + name + "': status " +
              std::to_string(status) + ", id " + std::to_string(*sessionId));
   if (status == kSuccess) {
@@ -82,65 +78,37 @@ Status CfgService::Open(const rpc::PeerInfo& peer, std::uint32_t driverType, con
   return status;
 }
 
-bool CfgService::Acquire(const rpc::PeerInfo& peer, std::uint32_t sessionId) {
+bool CfgService::Touch(const rpc::PeerInfo& peer, std::uint32_t sessionId) {
   std::lock_guard<std::mutex> guard(lock_);
   auto it = sessions_.find(sessionId);
-  if (it == sessions_.end() || it->second.closing) return false;
+  if (it == sessions_.end()) return false;
   it->second.connections.insert(peer.connection);
   it->second.orphaned = false;
-  ++it->second.busy;
-  return true;
-}
-
-void CfgService::Release(std::uint32_t sessionId) {
-  std::lock_guard<std::mutex> guard(lock_);
-  auto it = sessions_.find(sessionId);
-  if (it != sessions_.end() && --it->second.busy == 0) idle_.notify_all();
-}
-
-bool CfgService::Retire(std::unique_lock<std::mutex>& guard, std::uint32_t sessionId) {
-  auto it = sessions_.find(sessionId);
-  if (it == sessions_.end() || it->second.closing) return false;
-  it->second.closing = true;
-  // Only the one who set `closing` erases the entry, so `it` stays valid.
-  idle_.wait(guard, [&] { return it->second.busy == 0; });
-  sessions_.erase(it);
   return true;
 }
 
 Status CfgService::Command(const rpc::PeerInfo& peer, std::uint32_t sessionId, std::uint32_t command,
                            ByteStream* input, ByteStream* output) {
-  if (!Acquire(peer, sessionId)) return kInvalidSession;
-  std::uint8_t* data = nullptr;
-  std::uint32_t size = 0;
-  const auto status = static_cast<Status>(
-      keldsrvExecuteCommand(sessionId, command, input->data, input->size, &data, &size));
-  Release(sessionId);
-  output->data = data;
-  output->size = size;
-  output->cursor = data;
-  return status;
+  if (!Touch(peer, sessionId)) return kInvalidSession;
+  return frames::ExecuteServerCommand(sessionId, command, input, output);
 }
 
 Status CfgService::Ping(const rpc::PeerInfo& peer, std::uint32_t sessionId) {
-  if (!Acquire(peer, sessionId)) return kInvalidSession;
-  const auto status = static_cast<Status>(keldsrvPingSession(sessionId));
-  Release(sessionId);
-  return status;
+  if (!Touch(peer, sessionId)) return kInvalidSession;
+  return frames::PingServerSession(sessionId);
 }
 
 Status CfgService::Close(const rpc::PeerInfo& /*peer*/, std::uint32_t sessionId) {
-  std::lock_guard<std::mutex> registry(registryLock_);
   {
-    std::unique_lock<std::mutex> guard(lock_);
-    if (!Retire(guard, sessionId)) return kInvalidSession;
+    std::lock_guard<std::mutex> guard(lock_);
+    if (sessions_.erase(sessionId) == 0) return kInvalidSession;
   }
   Log(1, "close session " + std::to_string(sessionId));
-  return static_cast<Status>(keldsrvCloseSession(sessionId));
+  return frames::CloseServerSession(sessionId);
 }
 
 Status CfgService::Version(const rpc::PeerInfo& /*peer*/, std::uint32_t* version) {
-  return static_cast<Status>(cfgQueryVersion(nullptr, version));
+  return frames::QueryVersion(nullptr, version);
 }
 
 Status CfgService::GetMTU(const rpc::PeerInfo& /*peer*/, const std::string& adapterName, std::uint32_t* mtu) {
@@ -170,38 +138,24 @@ void CfgService::ReapLoop() {
   std::unique_lock<std::mutex> guard(lock_);
   while (!stopping_) {
     const auto grace = std::chrono::milliseconds(options_.graceMs);
-    const auto expired = [&](const Tracked& tracked, std::chrono::steady_clock::time_point now) {
-      return tracked.orphaned && tracked.busy == 0 && !tracked.closing && now - tracked.orphanedAt >= grace;
-    };
-    auto now = std::chrono::steady_clock::now();
+    const auto now = std::chrono::steady_clock::now();
     auto next = now + std::chrono::seconds(1);
-    bool due = false;
-    for (const auto& [id, tracked] : sessions_) {
-      if (expired(tracked, now)) {
-        due = true;
-      } else if (tracked.orphaned) {
-        next = std::min(next, tracked.orphanedAt + grace);
+    std::vector<std::uint32_t> closing;
+    for (auto it = sessions_.begin(); it != sessions_.end();) {
+      if (it->second.orphaned && now - it->second.orphanedAt >= grace) {
+        closing.push_back(it->first);
+        it = sessions_.erase(it);
+        continue;
       }
+      if (it->second.orphaned) next = std::min(next, it->second.orphanedAt + grace);
+      ++it;
     }
-    if (due) {
-      // The registry lock comes first; the state is looked at again under both.
-      guard.unlock();
-      std::lock_guard<std::mutex> registry(registryLock_);
-      guard.lock();
-      now = std::chrono::steady_clock::now();
-      std::vector<std::uint32_t> closing;
-      for (auto it = sessions_.begin(); it != sessions_.end();) {
-        if (!stopping_ && expired(it->second, now)) {
-          closing.push_back(it->first);
-          it = sessions_.erase(it);
-        } else {
-          ++it;
-        }
-      }
+    if (!closing.empty()) {
       guard.unlock();
       for (const std::uint32_t id : closing) {
         Log(1, "closing session " + std::to_string(id) + " of a client that went away");
-        keldsrvCloseSession(id);
+        // A session the client closed itself meanwhile is simply gone.
+        IgnoreStatus(frames::CloseServerSession(id));
       }
       guard.lock();
       continue;
@@ -211,23 +165,17 @@ void CfgService::ReapLoop() {
 }
 
 void CfgService::Stop() {
+  std::vector<std::uint32_t> closing;
   {
-    std::lock_guard<std::mutex> registry(registryLock_);
-    std::unique_lock<std::mutex> guard(lock_);
+    std::lock_guard<std::mutex> guard(lock_);
     stopping_ = true;
-    std::vector<std::uint32_t> all;
-    for (const auto& [id, tracked] : sessions_) {
-      if (!tracked.closing) all.push_back(id);
-    }
-    std::vector<std::uint32_t> closing;
-    for (const std::uint32_t id : all) {
-      if (Retire(guard, id)) closing.push_back(id);
-    }
-    guard.unlock();
-    for (const std::uint32_t id : closing) keldsrvCloseSession(id);
+    for (const auto& entry : sessions_) closing.push_back(entry.first);
+    sessions_.clear();
   }
   wake_.notify_all();
   if (reaper_.joinable()) reaper_.join();
+  // Each closes as the last command inside it returns.
+  for (const std::uint32_t id : closing) IgnoreStatus(frames::CloseServerSession(id));
 }
 
 std::size_t CfgService::SessionCount() {

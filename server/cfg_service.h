@@ -6,8 +6,13 @@
 //
 // A client reaches one session over two connections (control and images),
 // so a close, or a reopen of the same client, driver and interface, may come
-// in while a command runs on the session elsewhere: such a close waits until
-// the session is idle, and calls that come meanwhile find the id gone.
+// in while a command runs on the session elsewhere. The library keeps a
+// session alive while a command is inside it: the close takes the id away at
+// once, and the session itself closes when that command returns.
+//
+// The service reaches the library through its internals only: the server
+// frames, with the RPC layer's own streams, so a command's input is read
+// where the RPC layer assembled it.
 #pragma once
 
 #include <chrono>
@@ -58,28 +63,17 @@ class CfgService : public rpc::CfgRemoteHandler {
     std::set<std::uint64_t> connections;
     bool orphaned = false;
     std::chrono::steady_clock::time_point orphanedAt{};
-    int busy = 0;          // calls running on the session
-    bool closing = false;  // a close waits for it to become idle
   };
 
-  // Marks the session as used by the peer's connection and as busy; false
-  // if unknown or being closed. Every true is paired with Release.
-  bool Acquire(const rpc::PeerInfo& peer, std::uint32_t sessionId);
-  void Release(std::uint32_t sessionId);
-  // With lock_ held: marks the session as closing, waits until no call runs
-  // on it and forgets it; false if unknown or already being closed.
-  bool Retire(std::unique_lock<std::mutex>& guard, std::uint32_t sessionId);
+  // Marks the session as used by the peer's connection; false if the
+  // service does not know it.
+  bool Touch(const rpc::PeerInfo& peer, std::uint32_t sessionId);
   void ReapLoop();
   void Log(int level, const std::string& text) const;
 
   ServiceOptions options_;
-  // Held across every creation and close of a session in the registry, so
-  // that a reopen's implicit close and an explicit close never meet. Taken
-  // before lock_, never while holding it.
-  std::mutex registryLock_;
   std::mutex lock_;
   std::condition_variable wake_;
-  std::condition_variable idle_;
   bool stopping_ = false;
   std::map<std::uint32_t, Tracked> sessions_;
   std::thread reaper_;

@@ -148,6 +148,11 @@ class CFGString : public tHTBasicString<char, char, tHTAllocator<char>> {
   bool operator<(const CFGString& other) const { return Compare(other) < 0; }
 };
 
+// Copies a text result into a caller's buffer: min(length, size - 1)
+// characters and a terminator, where a size of 0 means no limit at all. A
+// null buffer drops the text.
+void CopyText(const CFGString& text, char* buffer, std::uint32_t size);
+
 // printf-style formatting into a CFGString of any length.
 CFGString FormatString(const char* format, ...) __attribute__((format(printf, 1, 2)));
 

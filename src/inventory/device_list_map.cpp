@@ -1,8 +1,9 @@
 #include "inventory/device_list_map.h"
 
+#include <atomic>
 #include <system_error>
 
-#include "session/session_registry.h"
+#include "foundation/driver_type.h"
 
 namespace keld {
 
@@ -33,6 +34,8 @@ class MapLockGuard {
 
 CFGString HostKey(const char* host) { return CFGString(host != nullptr ? host : "127.0.0.1"); }
 
+std::atomic<DeviceEnumerator> deviceEnumerator{nullptr};
+
 DeviceListMap deviceListMaps[3] = {DeviceListMap(kDriverKELD), DeviceListMap(kDriverKELD1394),
                                    DeviceListMap(kDriverKELDnv)};
 
@@ -46,7 +49,9 @@ Status DeviceListMap::Get(const char* host, DeviceList* list) {
     *list = it->second;
     return kSuccess;
   }
-  const Status status = EnumerateDriverDevices(driverType, host, list);
+  const DeviceEnumerator enumerate = deviceEnumerator;
+  if (enumerate == nullptr) return kInternalError;
+  const Status status = enumerate(driverType, host, list);
   if (status != kSuccess) return status;
   lists.emplace(key, *list);
   return kSuccess;
@@ -65,6 +70,8 @@ Status DeviceListMap::Refresh(const char* host, std::uint8_t* changed) {
   if (changed != nullptr) *changed = before != after ? 1 : 0;
   return status;
 }
+
+void SetDeviceEnumerator(DeviceEnumerator enumerator) { deviceEnumerator = enumerator; }
 
 DeviceListMap& GetDeviceListMap(std::uint32_t driverType) { return deviceListMaps[driverType]; }
 

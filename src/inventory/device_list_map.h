@@ -4,6 +4,10 @@
 // held over a whole enumeration, so two threads on one driver wait for each
 // other even where their hosts differ; different drivers run in parallel.
 // Lock order: this lock first, then the session registry's.
+//
+// The inventory does not know how devices are enumerated: the library hands
+// it the function at start-up (SetDeviceEnumerator), so that this layer
+// needs nothing of the sessions above it.
 #pragma once
 
 #include <cstdint>
@@ -14,6 +18,11 @@
 #include "platform/recursive_lock.h"
 
 namespace keld {
+
+// Fills `out` with the devices of a driver on a host.
+using DeviceEnumerator = Status (*)(std::uint32_t driverType, const char* host, DeviceList* out);
+// Sets the enumeration every map uses; until then Get answers 0xBFFF8017.
+void SetDeviceEnumerator(DeviceEnumerator enumerator);
 
 class DeviceListMap {
  public:

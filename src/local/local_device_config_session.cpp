@@ -1,59 +1,171 @@
 #include "local/local_device_config_session.h"
 
+#include <fcntl.h>
+#include <strings.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+
+#include "attributes/attribute.h"
+#include "odvissvc/odvissvc.h"
+
 namespace keld {
+
+namespace {
+
+constexpr std::size_t kCopyChunk = 4096;
+
+// Writes all of `size` bytes; false on a failed or short write.
+bool WriteAll(int fd, const char* data, std::size_t size) {
+  const ssize_t written = write(fd, data, size);
+  return written >= 0 && static_cast<std::size_t>(written) == size;
+}
+
+// One read that a signal does not break off.
+ssize_t ReadSome(int fd, char* buffer, std::size_t size) {
+  ssize_t got;
+  do {
+    got = read(fd, buffer, size);
+  } while (got < 0 && errno == EINTR);
+  return got;
+}
+
+}  // namespace
 
 LocalDeviceConfigSession::LocalDeviceConfigSession(const char* name, Status* status)
     : DeviceConfigSession(name, status) {}
 
-LocalDeviceConfigSession::~LocalDeviceConfigSession() = default;
-
-Status LocalDeviceConfigSession::ExecuteCommand(std::uint32_t /*command*/, ByteStream* /*arguments*/, ByteStream* /*results*/) {
-  return kNotSupported;
+LocalDeviceConfigSession::~LocalDeviceConfigSession() {
+  StopImageThread();
+  // The last flattened image goes with the session.
+  reply_.Reset();
 }
 
-Status LocalDeviceConfigSession::EnumerateDevices(DeviceList* /*devices*/) { return kNotSupported; }
-Status LocalDeviceConfigSession::ReadAttribute(Attribute* /*attribute*/) { return kNotSupported; }
-Status LocalDeviceConfigSession::WriteAttribute(Attribute* /*attribute*/) { return kNotSupported; }
-Status LocalDeviceConfigSession::RefreshAttributes() { return kNotSupported; }
-Status LocalDeviceConfigSession::CommitAttributes() { return kNotSupported; }
-Status LocalDeviceConfigSession::ValidateAttributes() { return kNotSupported; }
-Status LocalDeviceConfigSession::ReadAttributes(const char* /*path*/) { return kNotSupported; }
-Status LocalDeviceConfigSession::WriteAttributes(const char* /*path*/) { return kNotSupported; }
-Status LocalDeviceConfigSession::SnapImage(std::uint32_t /*flags*/, Image* /*image*/) { return kNotSupported; }
-Status LocalDeviceConfigSession::SetupGrab(std::uint32_t /*flags*/) { return kNotSupported; }
-Status LocalDeviceConfigSession::GrabImage(std::uint32_t* /*bufferNumber*/, Image* /*image*/) { return kNotSupported; }
-Status LocalDeviceConfigSession::ConfigureAcquisition(std::uint32_t /*continuous*/, std::uint32_t /*bufferCount*/) { return kNotSupported; }
-Status LocalDeviceConfigSession::StartAcquisition() { return kNotSupported; }
-Status LocalDeviceConfigSession::CopyImage(std::uint32_t* /*bufferNumber*/, Image* /*image*/) { return kNotSupported; }
-Status LocalDeviceConfigSession::StopAcquisition() { return kNotSupported; }
-Status LocalDeviceConfigSession::UnconfigureAcquisition() { return kNotSupported; }
-Status LocalDeviceConfigSession::GetImageCompression(std::uint32_t* /*type*/, std::uint32_t* /*quality*/) { return kNotSupported; }
-Status LocalDeviceConfigSession::SetImageCompression(std::uint32_t /*type*/, std::uint32_t /*quality*/) { return kNotSupported; }
-Status LocalDeviceConfigSession::GetCameraVideoModes(CameraVideoModeList* /*modes*/) { return kNotSupported; }
-Status LocalDeviceConfigSession::GetCameraFeatures(CameraFeatureList* /*features*/) { return kNotSupported; }
-Status LocalDeviceConfigSession::ConfigureTrigger(std::uint32_t /*a*/, std::uint32_t /*b*/, std::uint32_t /*c*/, std::uint32_t /*d*/) { return kNotSupported; }
-Status LocalDeviceConfigSession::ReadU32(std::uint32_t /*space*/, std::uint32_t /*address*/, std::uint32_t /*count*/, std::uint32_t* /*values*/) { return kNotSupported; }
-Status LocalDeviceConfigSession::WriteU32(std::uint32_t /*space*/, std::uint32_t /*address*/, std::uint32_t /*count*/, const std::uint32_t* /*values*/) { return kNotSupported; }
-Status LocalDeviceConfigSession::QueryCameraFileDataList(CameraFileDataList* /*files*/, std::uint32_t* /*current*/) { return kNotSupported; }
-Status LocalDeviceConfigSession::QueryReferenceCameraFileList(StringList* /*files*/) { return kNotSupported; }
-Status LocalDeviceConfigSession::QueryInterfaceFileDataList(std::uint32_t /*index*/, InterfaceFileDataList* /*files*/) { return kNotSupported; }
-Status LocalDeviceConfigSession::ChangeInterfaceFile(const char* /*path*/) { return kNotSupported; }
-Status LocalDeviceConfigSession::WriteInterfaceFile(const char* /*path*/, std::uint32_t /*flag*/) { return kNotSupported; }
-Status LocalDeviceConfigSession::QueryCameraAttributeList(CameraAttributeList* /*attributes*/) { return kNotSupported; }
-Status LocalDeviceConfigSession::SetCameraAttribute(std::uint32_t /*key*/, const char* /*text*/, double /*number*/, std::uint8_t /*useDefault*/) { return kNotSupported; }
-Status LocalDeviceConfigSession::AutoExposure(double* /*a*/, double* /*b*/) { return kNotSupported; }
-Status LocalDeviceConfigSession::GetDataFilePath(CFGString* /*path*/) { return kNotSupported; }
-Status LocalDeviceConfigSession::InitializeDiagnostics(std::uint32_t* /*first*/, std::uint32_t* /*second*/) { return kNotSupported; }
-Status LocalDeviceConfigSession::QueryDiagnosticResults(std::uint32_t /*index*/, StringList* /*names*/, StringList* /*results*/) { return kNotSupported; }
-Status LocalDeviceConfigSession::CopyFile(const char* /*source*/, const char* /*destination*/) { return kNotSupported; }
-Status LocalDeviceConfigSession::CalculateBayerGains(std::uint32_t /*selector*/, double* /*first*/, double* /*second*/, double* /*third*/) { return kNotSupported; }
-Status LocalDeviceConfigSession::QueryAcqUnitCameraFileList(const char* /*unit*/, StringList* /*files*/) { return kNotSupported; }
-Status LocalDeviceConfigSession::GetSerialErrorText(CFGString* /*text*/) { return kNotSupported; }
-Status LocalDeviceConfigSession::WriteBlock(std::uint64_t /*target*/, std::uint32_t /*first*/, std::uint32_t /*second*/, std::uint32_t /*width*/, std::uint32_t /*height*/, const void* /*data*/) { return kNotSupported; }
-Status LocalDeviceConfigSession::ReadBlock(std::uint64_t /*target*/, std::uint32_t /*first*/, std::uint32_t /*second*/, std::uint32_t /*width*/, std::uint32_t /*height*/, void* /*data*/) { return kNotSupported; }
-Status LocalDeviceConfigSession::IsFPGAClassNumSupported(std::uint32_t /*classNumber*/, std::uint32_t* /*supported*/) { return kNotSupported; }
-Status LocalDeviceConfigSession::ReadAttributesFromString(const char* /*text*/) { return kNotSupported; }
-Status LocalDeviceConfigSession::WriteAttributesToString(CFGString* /*text*/) { return kNotSupported; }
-Status LocalDeviceConfigSession::SetAcquisitionFlags(std::uint32_t /*flags*/) { return kNotSupported; }
+Status LocalDeviceConfigSession::CommitAttributes() {
+  // Every changed attribute is written; a failure doesn't stop the walk.
+  Status result = kSuccess;
+  for (const auto& entry : attributes.ByKeyIndex()) {
+    if (entry->IsDirty() == 0) continue;
+    KeepFirstFailure(&result, WriteAttribute(entry.get()));
+  }
+  return result;
+}
+
+Status LocalDeviceConfigSession::GetImageCompression(std::uint32_t* type, std::uint32_t* quality) {
+  *type = CfgImage::compressionType;
+  *quality = CfgImage::compressionQuality;
+  return kSuccess;
+}
+
+Status LocalDeviceConfigSession::SetImageCompression(std::uint32_t type, std::uint32_t quality) {
+  // Process-wide: every session of this process flattens with it.
+  CfgImage::compressionType = type;
+  CfgImage::compressionQuality = quality;
+  return kSuccess;
+}
+
+Status LocalDeviceConfigSession::CopyFile(const char* source, const char* destination) {
+  if (source == nullptr || destination == nullptr) return kBadPointer;
+  // Names that differ only in case are taken for the same file.
+  if (strcasecmp(source, destination) == 0) return kSuccess;
+  const int out = open(destination, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+  if (out < 0) return kOutOfMemory;
+  const int in = open(source, O_RDONLY | O_CLOEXEC);
+  if (in < 0) {
+    close(out);
+    return kSessionNotConfigured;
+  }
+  Status status = kSuccess;
+  char buffer[kCopyChunk];
+  for (;;) {
+    // A failed read ends the copy like the end of the file: what was copied stays.
+    const ssize_t got = ReadSome(in, buffer, sizeof buffer);
+    if (got <= 0) break;
+    if (!WriteAll(out, buffer, static_cast<std::size_t>(got))) {
+      status = kSessionNotConfigured;
+      break;
+    }
+  }
+  close(in);
+  if (close(out) != 0 && status == kSuccess) status = kSessionNotConfigured;
+  return status;
+}
+
+Status LocalDeviceConfigSession::SetAcquisitionFlags(std::uint32_t flags) {
+  acquisitionFlags = flags;
+  return kSuccess;
+}
+
+bool LocalDeviceConfigSession::GetImageGeometry(std::uint32_t* width, std::uint32_t* height,
+                                                std::uint32_t* typeOfImage) {
+  *width = 0;
+  *height = 0;
+  *typeOfImage = 0;
+  return false;
+}
+
+Status LocalDeviceConfigSession::StartImageThread() {
+  if (threadController_ != nullptr || threadRunning_) return kSuccess;
+  if ((acquisitionFlags & (acquisition_flags::kFlattenImage | acquisition_flags::kShowImage)) == 0) {
+    return kSuccess;  // nothing the thread would be for
+  }
+  reply_.Reset();
+  replyStatus_ = kSuccess;
+  threadRunning_ = true;
+  threadController_ = ThreadController::Create(this);
+  // Without a thread, grabs take their synchronous way.
+  threadRunning_ = threadController_ != nullptr;
+  return kSuccess;
+}
+
+void LocalDeviceConfigSession::StopImageThread() {
+  threadRunning_ = false;
+  // Taken out under the lock, so that of two commands stopping at once only
+  // one waits for the thread, and a grab sees either the thread or none.
+  std::unique_ptr<ThreadController> controller;
+  {
+    std::lock_guard<std::mutex> guard(imageLock_);
+    controller = std::move(threadController_);
+  }
+  if (controller != nullptr) controller->Wait();
+}
+
+void LocalDeviceConfigSession::ThreadBody() {
+  SetThreadCore(0);
+  while (threadRunning_) {
+    std::lock_guard<std::mutex> guard(imageLock_);
+    if (replyStatus_ == kSuccess) replyStatus_ = GrabImage(&lastBufferNumber, carrier.GetImage());
+    if (replyStatus_ == kSuccess && (acquisitionFlags & acquisition_flags::kShowImage) != 0) {
+      replyStatus_ = carrier.Show();
+    }
+    if (replyStatus_ == kSuccess && (acquisitionFlags & acquisition_flags::kFlattenImage) != 0) {
+      reply_.Reset();
+      replyStatus_ = carrier.Flatten(&reply_, (acquisitionFlags & acquisition_flags::kStreamForm) != 0);
+    }
+    // A failed round ends the thread; the status is what grabs answer until
+    // the next stop and start.
+    if (replyStatus_ != kSuccess) threadRunning_ = false;
+  }
+}
+
+std::uint32_t DisplayModeWord(std::uint32_t width, std::uint32_t height, std::uint32_t typeOfImage) {
+  struct Mode {
+    std::uint32_t width;
+    std::uint32_t height;
+  };
+  constexpr Mode kModes[] = {{640, 480}, {800, 600}, {1024, 768}, {1280, 1024}};
+  Mode chosen = kModes[std::size(kModes) - 1];
+  for (const Mode& mode : kModes) {
+    if (width <= mode.width && height <= mode.height) {
+      chosen = mode;
+      break;
+    }
+  }
+  std::uint32_t bits = 8;
+  if (typeOfImage == 4 || typeOfImage == 6) bits = 32;
+  if (typeOfImage == 1 || typeOfImage == 7) bits = 16;
+  return (chosen.width / 8) << 24 | (chosen.height / 8) << 16 | 0x3C << 8 | bits;
+}
 
 }  // namespace keld

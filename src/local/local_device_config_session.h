@@ -1,68 +1,118 @@
+// LocalDeviceConfigSession: what the three local driver sessions share. It
+// serves the session interface in this process and is also the target's
+// half of the command protocol: ExecuteCommand runs one numbered command
+// against the session's own operations through the handlers below.
+//
+// A session on a target can run a background image thread that grabs image
+// after image and keeps the newest one flattened in `reply`, so that a
+// remote client watching a live image pays one copy per request instead of
+// one acquisition. `imageLock` guards the carrier, the reply and the start
+// of the thread; the thread is stopped around the commands that could clash
+// with it (see the step column of the operation table).
 #pragma once
 
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+
+#include "foundation/byte_stream.h"
+#include "image/cfg_image.h"
 #include "platform/thread.h"
 #include "session/config_session.h"
 
 namespace keld {
 
-// A session served in this process: the base of the three local driver
-// sessions. It also carries the server side of the command protocol, which
-// ExecuteCommand dispatches to.
+// Bits of a session's acquisition flags.
+namespace acquisition_flags {
+inline constexpr std::uint32_t kFlattenImage = 1u << 0;  // a reply to an image command holds the image
+inline constexpr std::uint32_t kShowImage = 1u << 1;     // show each image on the target
+inline constexpr std::uint32_t kNoSyncGrab = 1u << 2;    // a grab without the thread fetches no image
+inline constexpr std::uint32_t kStreamForm = 1u << 3;    // images travel in the stream form
+inline constexpr std::uint32_t kBayerDecode = 1u << 4;   // decode raw Bayer frames to colour
+}  // namespace acquisition_flags
+
 class LocalDeviceConfigSession : public DeviceConfigSession, public iThread {
  public:
   LocalDeviceConfigSession(const char* interfaceName, Status* status);
   ~LocalDeviceConfigSession() override;
 
   bool IsRemote() override { return false; }
-  // Server side of the command protocol. The dispatcher is not built yet:
-  // every command is answered as not supported.
-  Status ExecuteCommand(std::uint32_t command, ByteStream* arguments, ByteStream* results) override;
+  // Runs command `command`: the input is read from its start, the output
+  // starts empty and belongs to the caller afterwards (released with free).
+  // 59 and numbers above 74 answer 0xBFFF8003.
+  Status ExecuteCommand(std::uint32_t command, ByteStream* input, ByteStream* output) override;
 
-  // Device operations; each answers 0xBFFF8011 until its driver binding serves it.
-  Status EnumerateDevices(DeviceList* devices) override;
-  Status ReadAttribute(Attribute* attribute) override;
-  Status WriteAttribute(Attribute* attribute) override;
-  Status RefreshAttributes() override;
-  Status CommitAttributes() override;
-  Status ValidateAttributes() override;
-  Status ReadAttributes(const char* path) override;
-  Status WriteAttributes(const char* path) override;
-  Status SnapImage(std::uint32_t flags, Image* image) override;
-  Status SetupGrab(std::uint32_t flags) override;
-  Status GrabImage(std::uint32_t* bufferNumber, Image* image) override;
-  Status ConfigureAcquisition(std::uint32_t continuous, std::uint32_t bufferCount) override;
-  Status StartAcquisition() override;
-  Status CopyImage(std::uint32_t* bufferNumber, Image* image) override;
-  Status StopAcquisition() override;
-  Status UnconfigureAcquisition() override;
-  Status GetImageCompression(std::uint32_t* type, std::uint32_t* quality) override;
-  Status SetImageCompression(std::uint32_t type, std::uint32_t quality) override;
-  Status GetCameraVideoModes(CameraVideoModeList* modes) override;
-  Status GetCameraFeatures(CameraFeatureList* features) override;
-  Status ConfigureTrigger(std::uint32_t a, std::uint32_t b, std::uint32_t c, std::uint32_t d) override;
-  Status ReadU32(std::uint32_t space, std::uint32_t address, std::uint32_t count, std::uint32_t* values) override;
-  Status WriteU32(std::uint32_t space, std::uint32_t address, std::uint32_t count, const std::uint32_t* values) override;
-  Status QueryCameraFileDataList(CameraFileDataList* files, std::uint32_t* current) override;
-  Status QueryReferenceCameraFileList(StringList* files) override;
-  Status QueryInterfaceFileDataList(std::uint32_t index, InterfaceFileDataList* files) override;
-  Status ChangeInterfaceFile(const char* path) override;
-  Status WriteInterfaceFile(const char* path, std::uint32_t flag) override;
-  Status QueryCameraAttributeList(CameraAttributeList* attributes) override;
-  Status SetCameraAttribute(std::uint32_t key, const char* text, double number, std::uint8_t useDefault) override;
-  Status AutoExposure(double* a, double* b) override;
-  Status GetDataFilePath(CFGString* path) override;
-  Status InitializeDiagnostics(std::uint32_t* first, std::uint32_t* second) override;
-  Status QueryDiagnosticResults(std::uint32_t index, StringList* names, StringList* results) override;
-  Status CopyFile(const char* source, const char* destination) override;
-  Status CalculateBayerGains(std::uint32_t selector, double* first, double* second, double* third) override;
-  Status QueryAcqUnitCameraFileList(const char* unit, StringList* files) override;
-  Status GetSerialErrorText(CFGString* text) override;
-  Status WriteBlock(std::uint64_t target, std::uint32_t first, std::uint32_t second, std::uint32_t width, std::uint32_t height, const void* data) override;
-  Status ReadBlock(std::uint64_t target, std::uint32_t first, std::uint32_t second, std::uint32_t width, std::uint32_t height, void* data) override;
-  Status IsFPGAClassNumSupported(std::uint32_t classNumber, std::uint32_t* supported) override;
-  Status ReadAttributesFromString(const char* text) override;
-  Status WriteAttributesToString(CFGString* text) override;
-  Status SetAcquisitionFlags(std::uint32_t flags) override;
+  // First-group operations: "not supported" unless the driver session
+  // overrides them; the local base serves the LOCAL ones itself.
+#define KELD_LOCAL_DEFAULT(group, name, command, handle, step, target, client, ...) \
+  KELD_LOCAL_DEFAULT_##group(name, __VA_ARGS__)
+#define KELD_LOCAL_DEFAULT_ROOT(name, ...)
+#define KELD_LOCAL_DEFAULT_FIRST(name, ...) \
+  Status name(KELD_PARAM_TYPES(__VA_ARGS__)) override { return kNotSupported; }
+#define KELD_LOCAL_DEFAULT_LOCAL(name, ...) Status name(KELD_PARAMS(__VA_ARGS__)) override;
+#define KELD_LOCAL_DEFAULT_BASE(name, ...)
+#define KELD_LOCAL_DEFAULT_OPTIONAL(name, ...)
+  KELD_DEVICE_OPERATIONS(KELD_LOCAL_DEFAULT)
+#undef KELD_LOCAL_DEFAULT
+#undef KELD_LOCAL_DEFAULT_ROOT
+#undef KELD_LOCAL_DEFAULT_FIRST
+#undef KELD_LOCAL_DEFAULT_LOCAL
+#undef KELD_LOCAL_DEFAULT_BASE
+#undef KELD_LOCAL_DEFAULT_OPTIONAL
+
+  // The command handlers, in the order of the operation table. Each reads
+  // its inputs, calls its operation and writes its outputs; the frame-grabber
+  // and the network and USB handlers answer 0xBFFF8011 here and are served
+  // by those sessions.
+#define KELD_LOCAL_HANDLER(group, name, command, handle, step, target, client, ...) \
+  KELD_LOCAL_HANDLER_##target(name)
+#define KELD_LOCAL_HANDLER_Handler(name) virtual Status Handle##name(ByteStream* input, ByteStream* output);
+#define KELD_LOCAL_HANDLER_HandlerCustom(name) virtual Status Handle##name(ByteStream* input, ByteStream* output);
+#define KELD_LOCAL_HANDLER_HandlerWithFlags(name) virtual Status Handle##name(ByteStream* input, bool hasFlags);
+#define KELD_LOCAL_HANDLER_Direct(name)
+#define KELD_LOCAL_HANDLER_KeldHandler(name) \
+  virtual Status Handle##name(ByteStream* /*input*/, ByteStream* /*output*/) { return kNotSupported; }
+#define KELD_LOCAL_HANDLER_KeldHandlerCustom(name) KELD_LOCAL_HANDLER_KeldHandler(name)
+#define KELD_LOCAL_HANDLER_NvHandlerCustom(name) KELD_LOCAL_HANDLER_KeldHandler(name)
+#define KELD_LOCAL_HANDLER_NoTarget(name)
+  KELD_DEVICE_OPERATIONS(KELD_LOCAL_HANDLER)
+#undef KELD_LOCAL_HANDLER
+
+  // Geometry of the session's images for the target's display: true where
+  // the session knows all three. The base knows none and gives zeros.
+  virtual bool GetImageGeometry(std::uint32_t* width, std::uint32_t* height, std::uint32_t* typeOfImage);
+
+  // The background image thread. Start runs with imageLock held and the
+  // carrier owning an image; it starts a thread only where none exists and
+  // the flags ask for a flattened or shown image. Stop waits for the thread.
+  Status StartImageThread();
+  void StopImageThread();
+  void ThreadBody() override;
+  bool ImageThreadExists() const { return threadController_ != nullptr; }
+
+  // Read by the background thread while commands may set it.
+  std::atomic<std::uint32_t> acquisitionFlags{0};
+  CfgImage carrier;
+  std::uint32_t lastBufferNumber = 0;
+
+ protected:
+  // Held while the carrier, the reply, the thread's controller and the
+  // thread's status are used.
+  std::mutex imageLock_;
+  std::unique_ptr<ThreadController> threadController_;
+  // Status of the thread's last round; what a grab answers while it exists.
+  Status replyStatus_ = kSuccess;
+  // True from the start of the thread until its stop or its first failure;
+  // cleared by the stop without the lock, which the thread may hold.
+  std::atomic<bool> threadRunning_{false};
+  // The newest image in flattened form.
+  ByteStream reply_;
 };
+
+// Word of the target's display mode for an image: width/8, height/8, 0x3C,
+// then the bits per pixel, highest byte first. The size is that of the first
+// standard mode that holds the image, else of the largest.
+std::uint32_t DisplayModeWord(std::uint32_t width, std::uint32_t height, std::uint32_t typeOfImage);
 
 }  // namespace keld

@@ -1,12 +1,29 @@
+// RemoteDeviceConfigSession: a session whose device lives on a remote
+// target. Every device operation is one numbered command to the target's own
+// local session: the arguments are flattened into an input stream, one
+// RemoteCommand runs, and the results are read from the output stream. The
+// operations the table marks Proxy are made from the codecs of their
+// parameters; the others (attributes, images, registers, blocks, the
+// acquisition flags) are written out by hand.
+//
+// The operations over the session's caches and attribute map run here in the
+// client, on the copies that the commands brought.
 #pragma once
 
+#include <atomic>
+#include <cstdint>
+
+#include "foundation/byte_stream.h"
 #include "remote/remote_session.h"
+#include "session/command_codecs.h"
 #include "session/config_session.h"
 
 namespace keld {
 
-// A session whose device lives on a remote target: every operation is one
-// command to the target's own local session.
+// Targets from this version on take images in the stream form and the
+// configuration of an acquisition with the acquisition flags (command 71).
+inline constexpr std::uint32_t kImageCarrierVersionThreshold = 0x03020000;
+
 class RemoteDeviceConfigSession : public RemoteSession, public DeviceConfigSession {
  public:
   // Builds the remote part first, which binds to the host and opens the
@@ -15,57 +32,71 @@ class RemoteDeviceConfigSession : public RemoteSession, public DeviceConfigSessi
                             const char* interfaceName, Status* status);
   ~RemoteDeviceConfigSession() override;
 
-  Status Open() override;
-  Status Close() override;
   bool IsRemote() override { return true; }
   // The target side is not ours: a remote session executes nothing.
   Status ExecuteCommand(std::uint32_t, ByteStream*, ByteStream*) override { return kSuccess; }
 
-  // Device operations; each answers 0xBFFF8011 until its driver binding serves it.
-  Status EnumerateDevices(DeviceList* devices) override;
-  Status ReadAttribute(Attribute* attribute) override;
-  Status WriteAttribute(Attribute* attribute) override;
-  Status RefreshAttributes() override;
-  Status CommitAttributes() override;
-  Status ValidateAttributes() override;
-  Status ReadAttributes(const char* path) override;
-  Status WriteAttributes(const char* path) override;
-  Status SnapImage(std::uint32_t flags, Image* image) override;
-  Status SetupGrab(std::uint32_t flags) override;
-  Status GrabImage(std::uint32_t* bufferNumber, Image* image) override;
-  Status ConfigureAcquisition(std::uint32_t continuous, std::uint32_t bufferCount) override;
-  Status StartAcquisition() override;
-  Status CopyImage(std::uint32_t* bufferNumber, Image* image) override;
-  Status StopAcquisition() override;
-  Status UnconfigureAcquisition() override;
-  Status GetImageCompression(std::uint32_t* type, std::uint32_t* quality) override;
-  Status SetImageCompression(std::uint32_t type, std::uint32_t quality) override;
-  Status GetCameraVideoModes(CameraVideoModeList* modes) override;
-  Status GetCameraFeatures(CameraFeatureList* features) override;
-  Status ConfigureTrigger(std::uint32_t a, std::uint32_t b, std::uint32_t c, std::uint32_t d) override;
-  Status ReadU32(std::uint32_t space, std::uint32_t address, std::uint32_t count, std::uint32_t* values) override;
-  Status WriteU32(std::uint32_t space, std::uint32_t address, std::uint32_t count, const std::uint32_t* values) override;
-  Status QueryCameraFileDataList(CameraFileDataList* files, std::uint32_t* current) override;
-  Status QueryReferenceCameraFileList(StringList* files) override;
-  Status QueryInterfaceFileDataList(std::uint32_t index, InterfaceFileDataList* files) override;
-  Status ChangeInterfaceFile(const char* path) override;
-  Status WriteInterfaceFile(const char* path, std::uint32_t flag) override;
-  Status QueryCameraAttributeList(CameraAttributeList* attributes) override;
-  Status SetCameraAttribute(std::uint32_t key, const char* text, double number, std::uint8_t useDefault) override;
-  Status AutoExposure(double* a, double* b) override;
-  Status GetDataFilePath(CFGString* path) override;
-  Status InitializeDiagnostics(std::uint32_t* first, std::uint32_t* second) override;
-  Status QueryDiagnosticResults(std::uint32_t index, StringList* names, StringList* results) override;
-  Status CopyFile(const char* source, const char* destination) override;
-  Status CalculateBayerGains(std::uint32_t selector, double* first, double* second, double* third) override;
-  Status QueryAcqUnitCameraFileList(const char* unit, StringList* files) override;
-  Status GetSerialErrorText(CFGString* text) override;
-  Status WriteBlock(std::uint64_t target, std::uint32_t first, std::uint32_t second, std::uint32_t width, std::uint32_t height, const void* data) override;
-  Status ReadBlock(std::uint64_t target, std::uint32_t first, std::uint32_t second, std::uint32_t width, std::uint32_t height, void* data) override;
-  Status IsFPGAClassNumSupported(std::uint32_t classNumber, std::uint32_t* supported) override;
-  Status ReadAttributesFromString(const char* text) override;
-  Status WriteAttributesToString(CFGString* text) override;
-  Status SetAcquisitionFlags(std::uint32_t flags) override;
+#define KELD_REMOTE_DECLARE(group, name, command, handle, step, target, client, ...) \
+  KELD_REMOTE_DECLARE_##client(name, __VA_ARGS__)
+#define KELD_REMOTE_DECLARE_Proxy(name, ...) Status name(KELD_PARAMS(__VA_ARGS__)) override;
+#define KELD_REMOTE_DECLARE_ProxyCustom(name, ...) Status name(KELD_PARAMS(__VA_ARGS__)) override;
+#define KELD_REMOTE_DECLARE_KeldProxy(name, ...)
+#define KELD_REMOTE_DECLARE_KeldProxyCustom(name, ...)
+#define KELD_REMOTE_DECLARE_NoProxy(name, ...)
+  KELD_DEVICE_OPERATIONS(KELD_REMOTE_DECLARE)
+#undef KELD_REMOTE_DECLARE_Proxy
+#undef KELD_REMOTE_DECLARE_ProxyCustom
+
+  // Runs one command on the target's session: handle 0 for control, 1 for
+  // images. Anything that goes wrong on the way is 0xBFFF8004.
+  virtual Status RunCommand(std::uint32_t command, int handle, ByteStream* input, ByteStream* output);
+
+  // Whether the target takes images in the stream form.
+  bool TargetTakesStreamForm() const { return remoteVersion >= kImageCarrierVersionThreshold; }
+
+  // The session's acquisition flags (see acquisition_flags in the local
+  // session); the stream-form bit is chosen here by the target's version.
+  std::atomic<std::uint32_t> acquisitionFlags{0};
+
+ protected:
+  // One command whose parameters all travel by their codecs: the inputs are
+  // flattened, the command runs, and on success the outputs are read. The
+  // streams are freed in every case.
+  template <typename... Codecs, typename... Args>
+  Status Proxy(std::uint32_t command, int handle, Args... args) {
+    ScopedByteStream input;
+    ScopedByteStream output;
+    Status status = wire::SendArguments<Codecs...>(input.get(), args...);
+    if (status != kSuccess) return status;
+    status = RunCommand(command, handle, input.get(), output.get());
+    if (status != kSuccess) return status;
+    output->Rewind();
+    return wire::ReceiveResults<Codecs...>(output.get(), args...);
+  }
+
+  // Reads an image reply into the caller's image, in the stream form where
+  // `flags` has its bit.
+  static Status ReceiveImage(ByteStream* output, Image* image, std::uint32_t flags);
 };
+
+// Defines the proxies of the rows whose client column is `kind`, for a class.
+#define KELD_PROXY_BODY(cls, kind, group, name, command, handle, step, target, client, ...) \
+  KELD_PROXY_BODY_IF_##kind##_##client(cls, name, command, handle, __VA_ARGS__)
+#define KELD_PROXY_DEFINE(cls, name, command, handle, ...)                          \
+  Status cls::name(KELD_PARAMS(__VA_ARGS__)) {                                      \
+    return Proxy<KELD_CODECS(__VA_ARGS__)>(command, handle __VA_OPT__(, ) KELD_ARGS(__VA_ARGS__)); \
+  }
+#define KELD_PROXY_BODY_IF_Proxy_Proxy(cls, name, command, handle, ...) \
+  KELD_PROXY_DEFINE(cls, name, command, handle, __VA_ARGS__)
+#define KELD_PROXY_BODY_IF_Proxy_ProxyCustom(...)
+#define KELD_PROXY_BODY_IF_Proxy_KeldProxy(...)
+#define KELD_PROXY_BODY_IF_Proxy_KeldProxyCustom(...)
+#define KELD_PROXY_BODY_IF_Proxy_NoProxy(...)
+#define KELD_PROXY_BODY_IF_KeldProxy_Proxy(...)
+#define KELD_PROXY_BODY_IF_KeldProxy_ProxyCustom(...)
+#define KELD_PROXY_BODY_IF_KeldProxy_KeldProxy(cls, name, command, handle, ...) \
+  KELD_PROXY_DEFINE(cls, name, command, handle, __VA_ARGS__)
+#define KELD_PROXY_BODY_IF_KeldProxy_KeldProxyCustom(...)
+#define KELD_PROXY_BODY_IF_KeldProxy_NoProxy(...)
 
 }  // namespace keld

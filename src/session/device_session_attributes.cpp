@@ -7,7 +7,7 @@
 
 #include "attributes/attribute.h"
 #include "session/config_session.h"
-#include "session/native_frame.h"
+#include "foundation/cfg_string.h"
 
 namespace keld {
 

@@ -1,23 +1,19 @@
 #include "session/session_registry.h"
 
-#include <algorithm>
+#include <boost/multi_index/global_fun.hpp>
 #include <boost/multi_index/indexed_by.hpp>
-#include <boost/multi_index/member.hpp>
 #include <boost/multi_index/ordered_index.hpp>
 #include <boost/multi_index/tag.hpp>
 #include <boost/multi_index_container.hpp>
+#include <condition_variable>
 #include <cstring>
+#include <mutex>
 #include <new>
 #include <vector>
 
-#include "local/keld/local_keld_config_session.h"
-#include "local/keld1394/local_keldfw_config_session.h"
-#include "local/keldnv/local_keldnv_config_session.h"
 #include "platform/host.h"
 #include "platform/recursive_lock.h"
-#include "remote/remote_keld_config_session.h"
-#include "remote/remote_keldfw_config_session.h"
-#include "remote/remote_keldnv_config_session.h"
+#include "session/session_factory.h"
 
 namespace keld {
 
@@ -28,6 +24,45 @@ namespace {
 
 namespace bmi = boost::multi_index;
 
+// Set once the session behind it has been closed and destroyed; a reopen
+// waits for it before it builds the new session.
+class ClosedLatch {
+ public:
+  void Set() {
+    {
+      std::lock_guard<std::mutex> guard(lock_);
+      closed_ = true;
+    }
+    done_.notify_all();
+  }
+  void Wait() {
+    std::unique_lock<std::mutex> guard(lock_);
+    done_.wait(guard, [this] { return closed_; });
+  }
+
+ private:
+  std::mutex lock_;
+  std::condition_variable done_;
+  bool closed_ = false;
+};
+
+// What the last reference to a session does: close it, its answer not looked
+// at, destroy it, and tell whoever waits for it.
+struct SessionCloser {
+  std::shared_ptr<ClosedLatch> latch;
+  void operator()(ConfigSession* session) const {
+    // The session goes whatever its close answers.
+    IgnoreStatus(session->Close());
+    delete session;
+    latch->Set();
+  }
+};
+
+using SessionRef = std::shared_ptr<ConfigSession>;
+
+std::uint32_t IdOf(const SessionRef& session) { return session->id; }
+const CFGString& KeyOf(const SessionRef& session) { return session->key; }
+
 struct ById {};
 struct ByKey {};
 
@@ -37,14 +72,13 @@ struct KeyOrder {
 };
 
 using SessionContainer = bmi::multi_index_container<
-    ConfigSession*,
-    bmi::indexed_by<
-        bmi::ordered_unique<bmi::tag<ById>, bmi::member<ConfigSession, std::uint32_t, &ConfigSession::id>>,
-        bmi::ordered_unique<bmi::tag<ByKey>, bmi::member<ConfigSession, CFGString, &ConfigSession::key>,
-                            KeyOrder>>>;
+    SessionRef,
+    bmi::indexed_by<bmi::ordered_unique<bmi::tag<ById>, bmi::global_fun<const SessionRef&, std::uint32_t, &IdOf>>,
+                    bmi::ordered_unique<bmi::tag<ByKey>,
+                                        bmi::global_fun<const SessionRef&, const CFGString&, &KeyOf>, KeyOrder>>>;
 
 // The lock comes to life before the map and goes after it: the map's
-// destructor closes the sessions that are left under this lock.
+// destructor takes the sessions that are left out under this lock.
 RecursiveLock sessionMapLock;
 
 class ConfigSessionMap {
@@ -54,23 +88,23 @@ class ConfigSessionMap {
   ConfigSessionMap& operator=(const ConfigSessionMap&) = delete;
   virtual ~ConfigSessionMap() { CloseAll(); }
 
+  // Takes every session out in ascending id order; each closes as its last
+  // reference goes, outside the lock.
   void CloseAll() {
-    ScopedLock guard(sessionMapLock);
-    while (!sessions.empty()) CloseSession(*sessions.get<ById>().begin());
-    while (!unregistered.empty()) CloseSession(unregistered.front());
+    std::vector<SessionRef> leaving;
+    {
+      ScopedLock guard(sessionMapLock);
+      for (const SessionRef& session : sessions.get<ById>()) leaving.push_back(session);
+      sessions.clear();
+    }
+    for (SessionRef& session : leaving) session.reset();
   }
 
   SessionContainer sessions;
-  // Sessions that lost a registration race with an equal key: their callers
-  // hold them, no id names them. They are kept here so that unload still
-  // closes and frees them.
-  std::vector<ConfigSession*> unregistered;
 };
 
 ConfigSessionMap sessionMap;
-
 std::uint32_t nextSessionId = 1;
-testing::SessionBuilder sessionBuilder;
 
 const char* DriverWord(std::uint32_t driverType) {
   switch (driverType) {
@@ -81,34 +115,23 @@ const char* DriverWord(std::uint32_t driverType) {
   }
 }
 
-DeviceConfigSession* BuildSession(std::uint32_t driverType, const char* clientName, const char* host,
-                                  const char* interfaceName, Status* status) {
-  if (sessionBuilder) {
-    if (DeviceConfigSession* session = sessionBuilder(driverType, host, interfaceName, status)) return session;
-  }
-  const bool local = host == nullptr || std::strcmp(host, "127.0.0.1") == 0;
-  if (local) {
-    switch (driverType) {
-      case kDriverKELD: return new (std::nothrow) LocalKELDConfigSession(interfaceName, status);
-      case kDriverKELD1394: return new (std::nothrow) LocalKELDFWConfigSession(interfaceName, status);
-      default: return new (std::nothrow) LocalKELDNVConfigSession(interfaceName, status);
-    }
-  }
-  switch (driverType) {
-    case kDriverKELD:
-      return new (std::nothrow) RemoteKELDConfigSession(clientName, host, driverType, interfaceName, status);
-    case kDriverKELD1394:
-      return new (std::nothrow) RemoteKELDFWConfigSession(clientName, host, driverType, interfaceName, status);
-    default:
-      return new (std::nothrow) RemoteKELDNVConfigSession(clientName, host, driverType, interfaceName, status);
-  }
-}
-
-ConfigSession* FindById(std::uint32_t id) {
+SessionRef FindById(std::uint32_t id) {
   ScopedLock guard(sessionMapLock);
   auto& byId = sessionMap.sessions.get<ById>();
   auto it = byId.find(id);
   return it == byId.end() ? nullptr : *it;
+}
+
+// Takes the session out of both indices; the caller drops the reference
+// outside the lock.
+SessionRef TakeOut(ConfigSession* session) {
+  ScopedLock guard(sessionMapLock);
+  auto& byId = sessionMap.sessions.get<ById>();
+  auto it = byId.find(session->id);
+  if (it == byId.end() || it->get() != session) return nullptr;
+  SessionRef taken = *it;
+  byId.erase(it);
+  return taken;
 }
 
 }  // namespace
@@ -117,28 +140,47 @@ CFGString GetLocalClientName() {
   return FormatString("%s:%u", GetHostName().c_str(), GetCurrentProcessId());
 }
 
-Status CreateSession(ConfigSession** out, std::uint32_t driverType, const char* clientName, const char* host,
-                     const char* interfaceName) {
+Status CreateSession(std::shared_ptr<ConfigSession>* out, std::uint32_t driverType, const char* clientName,
+                     const char* host, const char* interfaceName) {
   const char* driverWord = DriverWord(driverType);
   if (driverWord == nullptr) return kUnknownSessionType;
   const CFGString key =
       FormatString("%s:%s:%s:%s", clientName, host != nullptr ? host : "127.0.0.1", driverWord, interfaceName);
 
+  // Reopening rule: a new session on the same key replaces the old one,
+  // whoever holds its id, before the new one is even built. A call still
+  // inside the old one finishes first; then it closes, and only then is the
+  // device opened again.
+  SessionRef replaced;
   {
-    // Reopening rule: a new session on the same key replaces the old one,
-    // whoever holds its id, before the new one is even built.
     ScopedLock guard(sessionMapLock);
     auto& byKey = sessionMap.sessions.get<ByKey>();
     auto it = byKey.find(key);
-    if (it != byKey.end()) CloseSession(*it);
+    if (it != byKey.end()) {
+      replaced = *it;
+      byKey.erase(it);
+    }
+  }
+  if (replaced != nullptr) {
+    const std::shared_ptr<ClosedLatch> latch = std::get_deleter<SessionCloser>(replaced)->latch;
+    replaced.reset();
+    latch->Wait();
   }
 
   Status status = kSuccess;
-  DeviceConfigSession* session = BuildSession(driverType, clientName, host, interfaceName, &status);
-  if (session == nullptr) return kUnknownSessionType;
+  DeviceConfigSession* built = BuildSession(driverType, clientName, host, interfaceName, &status);
+  if (built == nullptr) return kUnknownSessionType;
   if (status != kSuccess) {
-    delete session;
+    // Never registered, never opened: destroyed without a close.
+    delete built;
     return status;
+  }
+  SessionRef session;
+  try {
+    session = SessionRef(built, SessionCloser{std::make_shared<ClosedLatch>()});
+  } catch (const std::bad_alloc&) {
+    delete built;
+    return kUnknownSessionType;
   }
 
   {
@@ -146,77 +188,56 @@ Status CreateSession(ConfigSession** out, std::uint32_t driverType, const char* 
     session->key = key;
     session->id = nextSessionId;
     nextSessionId = nextSessionId + 1 == 0 ? 1 : nextSessionId + 1;
-    // A racing registration with an equal key or id is dropped silently.
-    if (!sessionMap.sessions.insert(session).second) sessionMap.unregistered.push_back(session);
+    // A racing registration with an equal key or id is dropped silently:
+    // the caller still holds its session, which closes with its reference.
+    static_cast<void>(sessionMap.sessions.insert(session));
   }
-  *out = session;
-  return status;
-}
-
-Status GetSession(ConfigSession** out, std::uint32_t id) {
-  ConfigSession* session = FindById(id);
-  if (session == nullptr) return kInvalidSession;
-  *out = session;
+  *out = std::move(session);
   return kSuccess;
 }
 
-Status GetDeviceSession(DeviceConfigSession** out, std::uint32_t id) {
+Status GetSession(std::shared_ptr<ConfigSession>* out, std::uint32_t id) {
+  SessionRef session = FindById(id);
+  if (session == nullptr) return kInvalidSession;
+  *out = std::move(session);
+  return kSuccess;
+}
+
+Status GetDeviceSession(std::shared_ptr<DeviceConfigSession>* out, std::uint32_t id) {
   if (out == nullptr) return kBadPointer;
-  ConfigSession* session = FindById(id);
+  SessionRef session = FindById(id);
   if (session == nullptr) return kInvalidSession;
   if (session->GetDriverType() > kDriverKELDnv) return kInvalidSession;
-  auto* device = dynamic_cast<DeviceConfigSession*>(session);
+  auto* device = dynamic_cast<DeviceConfigSession*>(session.get());
   if (device == nullptr) return kInvalidSession;
-  *out = device;
-  return kSuccess;
-}
-
-Status GetRemoteSession(RemoteDeviceConfigSession** out, std::uint32_t id) {
-  ConfigSession* session = FindById(id);
-  if (session == nullptr) return kInvalidSession;
-  if (!session->IsRemote()) return kInvalidSession;
-  if (session->GetDriverType() > kDriverKELDnv) return kInvalidSession;
-  auto* remote = dynamic_cast<RemoteDeviceConfigSession*>(session);
-  if (remote == nullptr) return kInvalidSession;
-  *out = remote;
+  *out = std::shared_ptr<DeviceConfigSession>(std::move(session), device);
   return kSuccess;
 }
 
 void CloseSession(ConfigSession* session) {
   if (session == nullptr) return;
-  ScopedLock guard(sessionMapLock);
-  auto& byId = sessionMap.sessions.get<ById>();
-  auto it = byId.find(session->id);
-  if (it != byId.end() && *it == session) {
-    byId.erase(it);
-  } else {
-    auto& loose = sessionMap.unregistered;
-    loose.erase(std::remove(loose.begin(), loose.end(), session), loose.end());
-  }
-  // The close's answer is not looked at: the session goes either way.
-  IgnoreStatus(session->Close());
-  delete session;
+  // Dropped here, outside the lock: the close runs now unless a call is
+  // still inside the session.
+  SessionRef taken = TakeOut(session);
 }
 
 Status EnumerateDriverDevices(std::uint32_t driverType, const char* host, DeviceList* out) {
   if (driverType > kDriverKELDnv) return kSuccess;
   const std::uint32_t number = enumerationCounter++;
   const CFGString name = FormatString("Enumeration%u", number);
-  ConfigSession* session = nullptr;
+  std::shared_ptr<ConfigSession> session;
   Status status = CreateSession(&session, driverType, GetLocalClientName().c_str(), host, name.c_str());
   if (status == kSuccess) {
-    auto* device = dynamic_cast<DeviceConfigSession*>(session);
+    auto* device = dynamic_cast<DeviceConfigSession*>(session.get());
     status = device != nullptr ? device->EnumerateDevices(out) : kInvalidSession;
   }
-  CloseSession(session);
+  CloseSession(session.get());
   return status;
 }
 
 void CloseAllSessions() { sessionMap.CloseAll(); }
 
 namespace testing {
-
-void SetSessionBuilder(SessionBuilder builder) { sessionBuilder = std::move(builder); }
 
 void SetNextSessionId(std::uint32_t next) {
   ScopedLock guard(sessionMapLock);

@@ -1,15 +1,16 @@
-// A device session whose driver-facing operations answer "not supported",
-// but for the list queries, which fill the caches from prepared data and can
-// be told to fail. It exercises the operations all sessions share.
+// A device session whose driver-facing operations answer "not supported"
+// (from the operation table), but for the list queries, which fill the
+// caches from prepared data and can be told to fail. It exercises the
+// operations all sessions share.
 #pragma once
 
-#include "session/config_session.h"
+#include "support/not_served_session.h"
 
 namespace keld::testing {
 
-class FakeSession : public DeviceConfigSession {
+class FakeSession : public test::NotServedOperations {
  public:
-  FakeSession() : DeviceConfigSession("img0", nullptr) {}
+  FakeSession() : NotServedOperations("img0", nullptr) {}
 
   Status queryStatus = kSuccess;
   CameraFileDataList preparedCameraFiles;
@@ -57,53 +58,7 @@ class FakeSession : public DeviceConfigSession {
     return kSuccess;
   }
 
-  Status Open() override { return kNotSupported; }
-  Status Close() override { return kNotSupported; }
   std::uint32_t GetDriverType() override { return kDriverKELDnv; }
-  bool IsRemote() override { return false; }
-  Status ExecuteCommand(std::uint32_t, ByteStream*, ByteStream*) override { return kNotSupported; }
-  Status EnumerateDevices(DeviceList*) override { return kNotSupported; }
-  Status ReadAttribute(Attribute*) override { return kNotSupported; }
-  Status WriteAttribute(Attribute*) override { return kNotSupported; }
-  Status RefreshAttributes() override { return kNotSupported; }
-  Status CommitAttributes() override { return kNotSupported; }
-  Status ValidateAttributes() override { return kNotSupported; }
-  Status ReadAttributes(const char*) override { return kNotSupported; }
-  Status WriteAttributes(const char*) override { return kNotSupported; }
-  Status SnapImage(std::uint32_t, Image*) override { return kNotSupported; }
-  Status SetupGrab(std::uint32_t) override { return kNotSupported; }
-  Status GrabImage(std::uint32_t*, Image*) override { return kNotSupported; }
-  Status ConfigureAcquisition(std::uint32_t, std::uint32_t) override { return kNotSupported; }
-  Status StartAcquisition() override { return kNotSupported; }
-  Status CopyImage(std::uint32_t*, Image*) override { return kNotSupported; }
-  Status StopAcquisition() override { return kNotSupported; }
-  Status UnconfigureAcquisition() override { return kNotSupported; }
-  Status GetImageCompression(std::uint32_t*, std::uint32_t*) override { return kNotSupported; }
-  Status SetImageCompression(std::uint32_t, std::uint32_t) override { return kNotSupported; }
-  Status GetCameraVideoModes(CameraVideoModeList*) override { return kNotSupported; }
-  Status GetCameraFeatures(CameraFeatureList*) override { return kNotSupported; }
-  Status ConfigureTrigger(std::uint32_t, std::uint32_t, std::uint32_t, std::uint32_t) override { return kNotSupported; }
-  Status ReadU32(std::uint32_t, std::uint32_t, std::uint32_t, std::uint32_t*) override { return kNotSupported; }
-  Status WriteU32(std::uint32_t, std::uint32_t, std::uint32_t, const std::uint32_t*) override { return kNotSupported; }
-  Status ChangeInterfaceFile(const char*) override { return kNotSupported; }
-  Status WriteInterfaceFile(const char*, std::uint32_t) override { return kNotSupported; }
-  Status SetCameraAttribute(std::uint32_t, const char*, double, std::uint8_t) override { return kNotSupported; }
-  Status AutoExposure(double*, double*) override { return kNotSupported; }
-  Status GetDataFilePath(CFGString*) override { return kNotSupported; }
-  Status InitializeDiagnostics(std::uint32_t*, std::uint32_t*) override { return kNotSupported; }
-  Status CopyFile(const char*, const char*) override { return kNotSupported; }
-  Status CalculateBayerGains(std::uint32_t, double*, double*, double*) override { return kNotSupported; }
-  Status GetSerialErrorText(CFGString*) override { return kNotSupported; }
-  Status WriteBlock(std::uint64_t, std::uint32_t, std::uint32_t, std::uint32_t, std::uint32_t, const void*) override {
-    return kNotSupported;
-  }
-  Status ReadBlock(std::uint64_t, std::uint32_t, std::uint32_t, std::uint32_t, std::uint32_t, void*) override {
-    return kNotSupported;
-  }
-  Status IsFPGAClassNumSupported(std::uint32_t, std::uint32_t*) override { return kNotSupported; }
-  Status ReadAttributesFromString(const char*) override { return kNotSupported; }
-  Status WriteAttributesToString(CFGString*) override { return kNotSupported; }
-  Status SetAcquisitionFlags(std::uint32_t) override { return kNotSupported; }
 };
 
 }  // namespace keld::testing

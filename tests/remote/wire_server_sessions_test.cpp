@@ -2,6 +2,8 @@
 // close or a reopen that another connection of the same client sends
 // meanwhile (image commands travel on their own connection).
 #include <gtest/gtest.h>
+
+#include "session/session_factory.h"
 #include <sys/socket.h>
 #include <unistd.h>
 

@@ -2,6 +2,10 @@
 // keldcfgd's service in-process, time-outs, fragmentation and reconnection.
 #include <gtest/gtest.h>
 
+#include "session/session_factory.h"
+
+#include "remote/remote_lookup.h"
+
 #include <atomic>
 #include <chrono>
 #include <cstdlib>
@@ -57,7 +61,7 @@ TEST(HostQueries, NamedTargetWithoutLocatorGivesRemoteException) {
   std::uint32_t version = 0;
   EXPECT_EQ(static_cast<Status>(cfgQueryVersion("127.0.0.1::gone", &version)), kRemoteException);
   EXPECT_EQ(version, 0x01200000u);
-  ConfigSession* session = nullptr;
+  std::shared_ptr<ConfigSession> session;
   EXPECT_EQ(CreateSession(&session, kDriverKELDnv, "client:gone", "127.0.0.1::gone", "cam0"), kRemoteException);
 }
 
@@ -133,15 +137,17 @@ TEST(RemoteSessionTest, FactoryBuildsRemoteSessionOverTheWire) {
   EchoHandler handler;
   HandlerServer server(&handler);
   ScopedRegistryPort registry(server.port());
-  ConfigSession* session = nullptr;
+  std::shared_ptr<ConfigSession> session;
   ASSERT_EQ(CreateSession(&session, kDriverKELD, "client:2", "localhost", "img0"), kSuccess);
   EXPECT_TRUE(session->IsRemote());
-  RemoteDeviceConfigSession* remote = nullptr;
+  std::shared_ptr<RemoteDeviceConfigSession> remote;
   ASSERT_EQ(GetRemoteSession(&remote, session->id), kSuccess);
   EXPECT_EQ(remote->sessionId, 42u);
   EXPECT_EQ(remote->remoteVersion, 0x03020000u);
   EXPECT_EQ(handler.closes.load(), 0);
-  CloseSession(session);
+  remote.reset();  // the test's own hold on the session
+  CloseSession(session.get());
+  session.reset();
   EXPECT_EQ(handler.closes.load(), 1);
 }
 
@@ -151,10 +157,10 @@ TEST(RemoteSessionTest, PingFrameAsksTheTarget) {
   auto handler = std::make_unique<EchoHandler>();
   auto server = std::make_unique<HandlerServer>(handler.get());
   ScopedRegistryPort registry(server->port());
-  ConfigSession* session = nullptr;
+  std::shared_ptr<ConfigSession> session;
   ASSERT_EQ(CreateSession(&session, kDriverKELDnv, "client:5", "localhost", "cam0"), kSuccess);
   EXPECT_EQ(cfgPing(session->id), 0);
-  RemoteDeviceConfigSession* remote = nullptr;
+  std::shared_ptr<RemoteDeviceConfigSession> remote;
   ASSERT_EQ(GetRemoteSession(&remote, session->id), kSuccess);
   remote->sessionId = 7;  // a session the target does not know
   EXPECT_EQ(static_cast<Status>(cfgPing(session->id)), kInvalidSession);
@@ -162,7 +168,8 @@ TEST(RemoteSessionTest, PingFrameAsksTheTarget) {
   server.reset();
   EXPECT_EQ(static_cast<Status>(cfgPing(session->id)), kRemoteException);
   remote->ReleaseBindings();  // nothing left to close on the target
-  CloseSession(session);
+  CloseSession(session.get());
+  session.reset();
 }
 
 // Answers the ping only after a pause, so that a short time-out runs out.
@@ -179,7 +186,7 @@ TEST(RemoteSessionTest, SetTimeoutTakesEffectOnTheVeryNextCall) {
   SlowPingHandler handler;
   HandlerServer server(&handler);
   ScopedRegistryPort registry(server.port());
-  ConfigSession* session = nullptr;
+  std::shared_ptr<ConfigSession> session;
   ASSERT_EQ(CreateSession(&session, kDriverKELD, "client:timeout", "localhost", "img0"), kSuccess);
   handler.pauseMs = 300;
   ASSERT_EQ(cfgSetTimeout(session->id, 1), 0);
@@ -187,7 +194,8 @@ TEST(RemoteSessionTest, SetTimeoutTakesEffectOnTheVeryNextCall) {
   ASSERT_EQ(cfgSetTimeout(session->id, 30000), 0);
   EXPECT_EQ(cfgPing(session->id), 0);
   handler.pauseMs = 0;
-  CloseSession(session);
+  CloseSession(session.get());
+  session.reset();
 }
 
 // A remote frame-grabber session whose self test holds until another
@@ -214,7 +222,7 @@ TEST(RemoteSessionTest, OtherThreadSeesTheDiagnosticsTimeout) {
   testing::SetSessionBuilder([](std::uint32_t, const char* host, const char* name, Status* status) {
     return new HeldDiagnosticsSession("client:diag", host, kDriverKELD, name, status);
   });
-  ConfigSession* session = nullptr;
+  std::shared_ptr<ConfigSession> session;
   const Status created = CreateSession(&session, kDriverKELD, "client:diag", "localhost", "img0");
   testing::SetSessionBuilder(nullptr);
   ASSERT_EQ(created, kSuccess);
@@ -235,7 +243,8 @@ TEST(RemoteSessionTest, OtherThreadSeesTheDiagnosticsTimeout) {
   std::uint32_t after = 0;
   ASSERT_EQ(cfgGetTimeout(id, &after), 0);
   EXPECT_EQ(after, 2500u);
-  CloseSession(session);
+  CloseSession(session.get());
+  session.reset();
 }
 
 // Answers open, version and close with what the test sets, and counts them.
@@ -334,28 +343,30 @@ TEST(RemoteSessionTest, FactoryTreatsLoopbackAsLocalAndNamedLoopbackAsRemote) {
   ScopedLocatorPort redirect(locator.port());
   ScopedRegistryPort registry(UnusedPort());
 
-  ConfigSession* local = nullptr;
+  std::shared_ptr<ConfigSession> local;
   ASSERT_EQ(CreateSession(&local, kDriverKELD, "client:loop", "127.0.0.1", "img0"), kSuccess);
   EXPECT_FALSE(local->IsRemote());
   EXPECT_TRUE(locator.requests().empty());
   EXPECT_EQ(handler.connections.load(), 0);
-  CloseSession(local);
+  CloseSession(local.get());
+  local.reset();
 
-  ConfigSession* named = nullptr;
+  std::shared_ptr<ConfigSession> named;
   ASSERT_EQ(CreateSession(&named, kDriverKELD, "client:loop", "127.0.0.1::name", "img0"), kSuccess);
   EXPECT_TRUE(named->IsRemote());
   EXPECT_EQ(locator.requests().size(), 1u);
-  RemoteDeviceConfigSession* remote = nullptr;
+  std::shared_ptr<RemoteDeviceConfigSession> remote;
   ASSERT_EQ(GetRemoteSession(&remote, named->id), kSuccess);
   EXPECT_EQ(remote->sessionId, 42u);
   // The image handle is bound although this session never takes an image.
   EXPECT_NE(remote->bindings[1], nullptr);
-  CloseSession(named);
+  CloseSession(named.get());
+  named.reset();
 }
 
 TEST(RemoteSessionTest, DownTargetFailsTheFactoryWithRemoteException) {
   ScopedRegistryPort registry(UnusedPort());
-  ConfigSession* session = nullptr;
+  std::shared_ptr<ConfigSession> session;
   EXPECT_EQ(CreateSession(&session, kDriverKELD, "client:3", "localhost", "img0"), kRemoteException);
 }
 

@@ -2,13 +2,17 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <chrono>
 #include <string>
+#include <thread>
 
 #include "local/keld/local_keld_config_session.h"
 #include "local/keld1394/local_keldfw_config_session.h"
 #include "local/keldnv/local_keldnv_config_session.h"
 #include "platform/host.h"
-#include "remote/remote_device_config_session.h"
+#include "remote/remote_lookup.h"
+#include "session/session_factory.h"
 #include "support/recording_session.h"
 
 namespace keld {
@@ -18,10 +22,12 @@ using test::RecordingSession;
 using test::ScopedRecordingFactory;
 using test::SessionEvents;
 
+// Creates a session and hands back a plain pointer: the test holds no
+// reference, so the registry alone keeps it, as for an API caller.
 DeviceConfigSession* Create(std::uint32_t driverType, const char* host, const char* name, Status* status) {
-  ConfigSession* session = nullptr;
+  std::shared_ptr<ConfigSession> session;
   *status = CreateSession(&session, driverType, GetLocalClientName().c_str(), host, name);
-  return session == nullptr ? nullptr : dynamic_cast<DeviceConfigSession*>(session);
+  return session == nullptr ? nullptr : dynamic_cast<DeviceConfigSession*>(session.get());
 }
 
 TEST(ClientName, IsHostNameAndProcessId) {
@@ -39,7 +45,7 @@ TEST(ClientName, FailingHostNameGivesLocalhostLiteral) {
 TEST(Registry, KeyHasClientHostDriverAndInterface) {
   SessionEvents events;
   ScopedRecordingFactory factory(&events);
-  ConfigSession* session = nullptr;
+  std::shared_ptr<ConfigSession> session;
   ASSERT_EQ(CreateSession(&session, kDriverKELDnv, "LABPC:4012", nullptr, "cam0"), kSuccess);
   EXPECT_STREQ(session->key.c_str(), "LABPC:4012:127.0.0.1:KELDnv:cam0");
   ASSERT_EQ(CreateSession(&session, kDriverKELD1394, "LABPC:4012", "10.1.2.3", "cam0"), kSuccess);
@@ -52,13 +58,13 @@ TEST(Registry, LongNamesAreNotTruncated) {
   SessionEvents events;
   ScopedRecordingFactory factory(&events);
   const std::string longName(2000, 'n');
-  ConfigSession* session = nullptr;
+  std::shared_ptr<ConfigSession> session;
   ASSERT_EQ(CreateSession(&session, kDriverKELD, "client", nullptr, longName.c_str()), kSuccess);
   EXPECT_EQ(std::string(session->key.c_str()), "client:127.0.0.1:KELD:" + longName);
 }
 
 TEST(Registry, UnknownDriverTypeIsRefused) {
-  ConfigSession* session = nullptr;
+  std::shared_ptr<ConfigSession> session;
   EXPECT_EQ(CreateSession(&session, 3, "c", nullptr, "x"), kUnknownSessionType);
   EXPECT_EQ(session, nullptr);
   EXPECT_EQ(CreateSession(&session, 0xFFFFFFFF, "c", nullptr, "x"), kUnknownSessionType);
@@ -75,10 +81,10 @@ TEST(Registry, ReopeningSameInterfaceInvalidatesFirstId) {
   ASSERT_EQ(status, kSuccess);
   EXPECT_NE(second->id, firstId);
   EXPECT_EQ(events.closes.load(), 1);
-  DeviceConfigSession* found = nullptr;
+  std::shared_ptr<DeviceConfigSession> found;
   EXPECT_EQ(GetDeviceSession(&found, firstId), kInvalidSession);
   ASSERT_EQ(GetDeviceSession(&found, second->id), kSuccess);
-  EXPECT_EQ(found, second);
+  EXPECT_EQ(found.get(), second);
 }
 
 TEST(Registry, NullHostAndLoopbackShareAKeyEmptyHostDoesNot) {
@@ -140,7 +146,7 @@ TEST(Registry, FailedReopenLeavesNoSessionAtAll) {
   failNext = true;
   EXPECT_EQ(Create(kDriverKELDnv, "target", "cam", &status), nullptr);
   EXPECT_EQ(status, kRemoteException);
-  DeviceConfigSession* found = nullptr;
+  std::shared_ptr<DeviceConfigSession> found;
   EXPECT_EQ(GetDeviceSession(&found, firstId), kInvalidSession);
   EXPECT_EQ(testing::RegisteredSessionCount(), 0u);
   EXPECT_EQ(events.closes.load(), 1);        // the first was closed
@@ -157,15 +163,15 @@ TEST(Registry, LookupsCheckInOrder) {
 
   EXPECT_EQ(GetDeviceSession(nullptr, good->id), kBadPointer);
   EXPECT_EQ(GetDeviceSession(nullptr, 999999), kBadPointer);  // pointer first
-  DeviceConfigSession* device = nullptr;
+  std::shared_ptr<DeviceConfigSession> device;
   EXPECT_EQ(GetDeviceSession(&device, 999999), kInvalidSession);
   EXPECT_EQ(device, nullptr);
-  ConfigSession* plain = nullptr;
+  std::shared_ptr<ConfigSession> plain;
   EXPECT_EQ(GetSession(&plain, 999999), kInvalidSession);
   ASSERT_EQ(GetSession(&plain, good->id), kSuccess);
-  EXPECT_EQ(plain, good);
+  EXPECT_EQ(plain.get(), good);
   // A local session is refused by the remote look-up.
-  RemoteDeviceConfigSession* remote = nullptr;
+  std::shared_ptr<RemoteDeviceConfigSession> remote;
   EXPECT_EQ(GetRemoteSession(&remote, good->id), kInvalidSession);
   EXPECT_EQ(remote, nullptr);
   EXPECT_EQ(GetSession(&plain, 0), kInvalidSession);
@@ -180,11 +186,12 @@ TEST(Registry, DriverTypeOutOfRangeFailsDeviceLookup) {
   });
   DeviceConfigSession* odd = Create(kDriverKELD, nullptr, "odd-type", &status);
   ASSERT_NE(odd, nullptr);
-  DeviceConfigSession* device = nullptr;
+  std::shared_ptr<DeviceConfigSession> device;
   EXPECT_EQ(GetDeviceSession(&device, odd->id), kInvalidSession);
   EXPECT_EQ(device, nullptr);
-  ConfigSession* plain = nullptr;
+  std::shared_ptr<ConfigSession> plain;
   EXPECT_EQ(GetSession(&plain, odd->id), kSuccess);  // the plain look-up checks only the id
+  plain.reset();
   testing::SetSessionBuilder(nullptr);
   CloseAllSessions();
 }
@@ -201,14 +208,65 @@ TEST(Registry, IdCounterWrapsToOneNeverZero) {
   testing::SetNextSessionId(100);
 }
 
-TEST(Registry, CloseSessionAcceptsNullAndUnregistered) {
+TEST(Registry, CloseSessionAcceptsNullAndLeavesUnregisteredAlone) {
   CloseSession(nullptr);
   SessionEvents events;
   Status status = 0;
   auto* loose = new RecordingSession(0, "loose", &status, &events);
-  CloseSession(loose);  // never registered: still closed and destroyed
+  CloseSession(loose);  // never registered: not the registry's to close
+  EXPECT_EQ(events.closes.load(), 0);
+  EXPECT_EQ(events.destructions.load(), 0);
+  delete loose;
+}
+
+TEST(Registry, ClosedSessionLivesUntilTheLastHolderLetsGo) {
+  SessionEvents events;
+  ScopedRecordingFactory factory(&events);
+  Status status = 0;
+  DeviceConfigSession* created = Create(kDriverKELD, nullptr, "held", &status);
+  ASSERT_EQ(status, kSuccess);
+  const std::uint32_t id = created->id;
+  std::shared_ptr<DeviceConfigSession> held;
+  ASSERT_EQ(GetDeviceSession(&held, id), kSuccess);
+  CloseSession(held.get());
+  // Gone for every look-up at once, but still whole for the call inside it.
+  std::shared_ptr<DeviceConfigSession> again;
+  EXPECT_EQ(GetDeviceSession(&again, id), kInvalidSession);
+  EXPECT_EQ(events.closes.load(), 0);
+  EXPECT_STREQ(held->interfaceName.c_str(), "held");
+  held.reset();
   EXPECT_EQ(events.closes.load(), 1);
   EXPECT_EQ(events.destructions.load(), 1);
+}
+
+TEST(Registry, ReopenWaitsUntilACallInsideTheOldSessionReturns) {
+  SessionEvents events;
+  ScopedRecordingFactory factory(&events);
+  Status status = 0;
+  DeviceConfigSession* old = Create(kDriverKELD, nullptr, "busy", &status);
+  ASSERT_NE(old, nullptr);
+  std::shared_ptr<DeviceConfigSession> inside;  // a call in progress
+  ASSERT_EQ(GetDeviceSession(&inside, old->id), kSuccess);
+  std::atomic<bool> reopened{false};
+  std::thread reopen([&] {
+    Status s = 0;
+    EXPECT_NE(Create(kDriverKELD, nullptr, "busy", &s), nullptr);
+    reopened = true;
+  });
+  // However long the reopen has had, it cannot have finished: the old
+  // session is held, so it is not closed, and the new one is not built.
+  std::this_thread::sleep_for(std::chrono::milliseconds(50));
+  EXPECT_FALSE(reopened.load());
+  EXPECT_EQ(events.closes.load(), 0);
+  inside.reset();
+  reopen.join();
+  EXPECT_TRUE(reopened.load());
+  EXPECT_EQ(events.closes.load(), 1);
+  // The old one was closed before the new one was built.
+  ASSERT_EQ(events.order.size(), 3u);
+  EXPECT_EQ(events.order[0], "built busy");
+  EXPECT_EQ(events.order[1], "closed busy");
+  EXPECT_EQ(events.order[2], "built busy");
 }
 
 TEST(Registry, CloseAllGoesInAscendingIdOrder) {

@@ -20,7 +20,7 @@ TEST(RegistryThreads, ReopeningFromTwoThreadsLeavesOneSession) {
     for (int t = 0; t < 2; ++t) {
       threads.emplace_back([&client] {
         for (int i = 0; i < kRounds; ++i) {
-          ConfigSession* session = nullptr;
+          std::shared_ptr<ConfigSession> session;
           EXPECT_EQ(CreateSession(&session, kDriverKELD, client.c_str(), nullptr, "shared"), kSuccess);
         }
       });
@@ -36,22 +36,22 @@ TEST(RegistryThreads, ReopeningFromTwoThreadsLeavesOneSession) {
 TEST(RegistryThreads, LookupsWhileOthersCreateAndClose) {
   test::SessionEvents events;
   test::ScopedRecordingFactory factory(&events);
-  ConfigSession* stable = nullptr;
+  std::shared_ptr<ConfigSession> stable;
   ASSERT_EQ(CreateSession(&stable, kDriverKELDnv, "c", nullptr, "stable"), kSuccess);
   const std::uint32_t stableId = stable->id;
   std::thread churn([] {
     for (int i = 0; i < 300; ++i) {
-      ConfigSession* s = nullptr;
+      std::shared_ptr<ConfigSession> s;
       if (CreateSession(&s, kDriverKELD, "c", nullptr, "churn") == kSuccess && i % 2 == 0) {
-        ConfigSession* found = nullptr;
-        if (GetSession(&found, s->id) == kSuccess) CloseSession(found);
+        std::shared_ptr<ConfigSession> found;
+        if (GetSession(&found, s->id) == kSuccess) CloseSession(found.get());
       }
     }
   });
   for (int i = 0; i < 300; ++i) {
-    DeviceConfigSession* device = nullptr;
+    std::shared_ptr<DeviceConfigSession> device;
     ASSERT_EQ(GetDeviceSession(&device, stableId), kSuccess);
-    EXPECT_EQ(device, stable);
+    EXPECT_EQ(static_cast<ConfigSession*>(device.get()), stable.get());
   }
   churn.join();
 }

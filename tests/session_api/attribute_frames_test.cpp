@@ -40,7 +40,7 @@ class AttributeFrames : public ::testing::Test {
   }
   test::ScopedTestFactory factory;
   std::uint32_t id = 0;
-  DeviceConfigSession* session = nullptr;
+  std::shared_ptr<DeviceConfigSession> session;
 };
 
 TEST_F(AttributeFrames, CachedSetThenCachedGetNeverTouchesTheDevice) {

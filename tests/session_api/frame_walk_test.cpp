@@ -81,7 +81,7 @@ std::vector<Row> Rows() {
       {"cfgSetAttributeString", [](S id) { return cfgSetAttributeString(id, 1, nullptr, 0); }, kInvalidSession,
        false},
       {"cfgGetAttributeRect", [](S id) { return cfgGetAttributeRect(id, 1, nullptr, 0); }, kInvalidSession, false},
-      {"cfgSetAttributeRect", [](S id) { return cfgSetAttributeRect(id, 1, nullptr, 0); }, kInvalidSession, false},
+      {"cfgSetAttributeRect", [](S id) { return cfgSetAttributeRect(id, 1, nullptr, 0); }, kBadPointer, true},
       {"cfgValidateAttributes", [](S id) { return cfgValidateAttributes(id); }, kInvalidSession, false},
       {"cfgReadAttributes", [](S id) { return cfgReadAttributes(id, nullptr); }, kInvalidSession, false},
       {"cfgWriteAttributes", [](S id) { return cfgWriteAttributes(id, nullptr); }, kInvalidSession, false},
@@ -236,7 +236,7 @@ TEST_F(FrameWalk, NullPointersAndUnknownId) {
     if (row.expected == kNotBadPointer) {
       EXPECT_NE(result, kBadPointer) << row.name;
     } else {
-      EXPECT_EQ(result, row.expected) << row.name << " answered 0x" << std::hex << result;
+      EXPECT_EQ(result, row.expected) << row.name << " answered " << result;
     }
   }
 }

@@ -3,6 +3,8 @@
 // diagnostics time-out, text copying and the plain frames.
 #include <gtest/gtest.h>
 
+#include "session/session_factory.h"
+
 #include <cstring>
 #include <string>
 

@@ -3,10 +3,12 @@
 #pragma once
 
 #include <atomic>
+#include <mutex>
 #include <string>
 #include <vector>
 
 #include "local/local_device_config_session.h"
+#include "session/session_factory.h"
 #include "session/session_registry.h"
 
 namespace keld::test {
@@ -15,18 +17,32 @@ struct SessionEvents {
   std::atomic<int> closes{0};
   std::atomic<int> destructions{0};
   std::vector<std::string> closedNames;  // in closing order
+  std::mutex lock;
+  std::vector<std::string> order;  // "built name" and "closed name", as they happen
+
+  void Note(const std::string& event) {
+    std::lock_guard<std::mutex> guard(lock);
+    order.push_back(event);
+  }
+  void Closed(const std::string& name) {
+    std::lock_guard<std::mutex> guard(lock);
+    closedNames.push_back(name);
+    order.push_back("closed " + name);
+  }
 };
 
 class RecordingSession : public LocalDeviceConfigSession {
  public:
   RecordingSession(std::uint32_t driverType, const char* name, Status* status, SessionEvents* events)
-      : LocalDeviceConfigSession(name, status), driverType_(driverType), events_(events) {}
+      : LocalDeviceConfigSession(name, status), driverType_(driverType), events_(events) {
+    events_->Note(std::string("built ") + name);
+  }
   ~RecordingSession() override { ++events_->destructions; }
 
   Status Open() override { return kSuccess; }
   Status Close() override {
     ++events_->closes;
-    events_->closedNames.emplace_back(interfaceName.c_str());
+    events_->Closed(interfaceName.c_str());
     return kSuccess;
   }
   std::uint32_t GetDriverType() override { return driverType_; }

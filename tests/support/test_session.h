@@ -14,6 +14,7 @@
 #include "inventory/device_list.h"
 #include "remote/remote_device_config_session.h"
 #include "session/config_session.h"
+#include "session/session_factory.h"
 #include "session/session_registry.h"
 
 namespace keld::test {
@@ -63,59 +64,29 @@ inline Script& script() {
   return instance;
 }
 
-#define KELD_TEST_OP(name, ...) \
-  Status name(__VA_ARGS__) override { return script().Note(#name); }
-
-// The operations every concrete class has to answer, noted and scripted.
-#define KELD_TEST_DEVICE_OPERATIONS                                                                            \
-  KELD_TEST_OP(ReadAttribute, Attribute*)                                                                      \
-  KELD_TEST_OP(WriteAttribute, Attribute*)                                                                     \
-  KELD_TEST_OP(RefreshAttributes)                                                                              \
-  KELD_TEST_OP(CommitAttributes)                                                                               \
-  KELD_TEST_OP(ValidateAttributes)                                                                             \
-  KELD_TEST_OP(ReadAttributes, const char*)                                                                    \
-  KELD_TEST_OP(WriteAttributes, const char*)                                                                   \
-  KELD_TEST_OP(SnapImage, std::uint32_t, Image*)                                                               \
-  KELD_TEST_OP(SetupGrab, std::uint32_t)                                                                       \
-  KELD_TEST_OP(GrabImage, std::uint32_t*, Image*)                                                              \
-  KELD_TEST_OP(ConfigureAcquisition, std::uint32_t, std::uint32_t)                                             \
-  KELD_TEST_OP(StartAcquisition)                                                                               \
-  KELD_TEST_OP(CopyImage, std::uint32_t*, Image*)                                                              \
-  KELD_TEST_OP(StopAcquisition)                                                                                \
-  KELD_TEST_OP(UnconfigureAcquisition)                                                                         \
-  KELD_TEST_OP(GetImageCompression, std::uint32_t*, std::uint32_t*)                                            \
-  KELD_TEST_OP(SetImageCompression, std::uint32_t, std::uint32_t)                                              \
-  KELD_TEST_OP(GetCameraVideoModes, CameraVideoModeList*)                                                      \
-  KELD_TEST_OP(GetCameraFeatures, CameraFeatureList*)                                                          \
-  KELD_TEST_OP(ConfigureTrigger, std::uint32_t, std::uint32_t, std::uint32_t, std::uint32_t)                   \
-  KELD_TEST_OP(ReadU32, std::uint32_t, std::uint32_t, std::uint32_t, std::uint32_t*)                           \
-  KELD_TEST_OP(WriteU32, std::uint32_t, std::uint32_t, std::uint32_t, const std::uint32_t*)                    \
-  KELD_TEST_OP(QueryCameraFileDataList, CameraFileDataList*, std::uint32_t*)                                   \
-  KELD_TEST_OP(QueryReferenceCameraFileList, StringList*)                                                      \
-  KELD_TEST_OP(QueryInterfaceFileDataList, std::uint32_t, InterfaceFileDataList*)                              \
-  KELD_TEST_OP(ChangeInterfaceFile, const char*)                                                               \
-  KELD_TEST_OP(WriteInterfaceFile, const char*, std::uint32_t)                                                 \
-  KELD_TEST_OP(QueryCameraAttributeList, CameraAttributeList*)                                                 \
-  KELD_TEST_OP(SetCameraAttribute, std::uint32_t, const char*, double, std::uint8_t)                           \
-  KELD_TEST_OP(AutoExposure, double*, double*)                                                                 \
-  KELD_TEST_OP(InitializeDiagnostics, std::uint32_t*, std::uint32_t*)                                         \
-  KELD_TEST_OP(QueryDiagnosticResults, std::uint32_t, StringList*, StringList*)                                \
-  KELD_TEST_OP(CopyFile, const char*, const char*)                                                             \
-  KELD_TEST_OP(CalculateBayerGains, std::uint32_t, double*, double*, double*)                                  \
-  KELD_TEST_OP(QueryAcqUnitCameraFileList, const char*, StringList*)                                           \
-  KELD_TEST_OP(WriteBlock, std::uint64_t, std::uint32_t, std::uint32_t, std::uint32_t, std::uint32_t,          \
-               const void*)                                                                                    \
-  KELD_TEST_OP(ReadBlock, std::uint64_t, std::uint32_t, std::uint32_t, std::uint32_t, std::uint32_t, void*)    \
-  KELD_TEST_OP(IsFPGAClassNumSupported, std::uint32_t, std::uint32_t*)                                         \
-  KELD_TEST_OP(ReadAttributesFromString, const char*)                                                          \
-  KELD_TEST_OP(SetAcquisitionFlags, std::uint32_t)
+// Every operation of the first group, noted and answered from the script;
+// made from the operation table.
+class ScriptedOperations : public DeviceConfigSession {
+ public:
+  using DeviceConfigSession::DeviceConfigSession;
+#define KELD_TEST_SCRIPTED(group, name, command, handle, step, target, client, ...) \
+  KELD_TEST_SCRIPTED_##group(name, __VA_ARGS__)
+#define KELD_TEST_SCRIPTED_BODY(name, ...) \
+  Status name(KELD_PARAM_TYPES(__VA_ARGS__)) override { return script().Note(#name); }
+#define KELD_TEST_SCRIPTED_ROOT(name, ...)
+#define KELD_TEST_SCRIPTED_FIRST(name, ...) KELD_TEST_SCRIPTED_BODY(name, __VA_ARGS__)
+#define KELD_TEST_SCRIPTED_LOCAL(name, ...) KELD_TEST_SCRIPTED_BODY(name, __VA_ARGS__)
+#define KELD_TEST_SCRIPTED_BASE(name, ...)
+#define KELD_TEST_SCRIPTED_OPTIONAL(name, ...)
+  KELD_DEVICE_OPERATIONS(KELD_TEST_SCRIPTED)
+};
 
 // A local session: scripted answers for every operation of the first group,
 // the base class's bodies for the rest.
-class TestSession : public DeviceConfigSession {
+class TestSession : public ScriptedOperations {
  public:
   TestSession(std::uint32_t driverType, const char* host, const char* name, Status* status)
-      : DeviceConfigSession(name, status), driverType_(driverType), host_(host != nullptr ? host : "127.0.0.1") {
+      : ScriptedOperations(name, status), driverType_(driverType), host_(host != nullptr ? host : "127.0.0.1") {
     *status = script().buildStatus;
   }
 
@@ -156,7 +127,6 @@ class TestSession : public DeviceConfigSession {
     return script().Note("GetCameraStatus");
   }
   Status RenameCameraLinkBoard(const char*, const char*) override { return script().Note("RenameCameraLinkBoard"); }
-  KELD_TEST_DEVICE_OPERATIONS
 
   static inline std::string scriptedText;  // what the text operations answer
 
