@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # Installs what the project needs, builds from scratch under AddressSanitizer
 # with UndefinedBehaviorSanitizer and runs every test, runs the threaded tests
-# again under ThreadSanitizer, and runs the wire-format fuzz target (clang,
-# libFuzzer) over its seed corpus. Ends with one line of totals.
+# again under ThreadSanitizer, and runs every fuzz target (clang, libFuzzer)
+# over its seed corpus. Ends with one line of totals.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 bash scripts/setup.sh
@@ -21,7 +21,7 @@ bash scripts/build.sh thread
 run_ctest build-thread -L threads
 CC=clang CXX=clang++ cmake -S . -B build-fuzz -DKELD_FUZZ=ON -DKELD_SANITIZE=address \
   $(command -v ninja >/dev/null && echo -G Ninja) >/dev/null
-cmake --build build-fuzz -j "$(nproc)" --target fuzz_rpc_pdu
+cmake --build build-fuzz -j "$(nproc)" --target fuzzers fuzz_rpc_pdu
 run_ctest build-fuzz -R '^fuzz_'
 
 awk '/tests failed out of/ { failed += $4; total += $NF }

@@ -1,7 +1,18 @@
 /* keldcfgc: configuration client of the KELD family of image-acquisition
  * drivers. Plain C boundary over u32 session ids; every function returns a
  * 32-bit status (0 is success, the library's own errors start at 0xBFFF8000,
- * driver statuses pass unchanged). */
+ * driver statuses pass unchanged).
+ *
+ * No exception ever leaves a function of this header: a failed allocation
+ * anywhere inside answers 0xBFFF8005 ("Out of system memory."), and any other
+ * failure of the library's own code that it did not foresee answers
+ * 0xBFFF8017 ("There was an internal error."). A session stays whole while a
+ * call is inside it: closing it from another thread takes its id away at
+ * once (0xBFFF8009 for every later call) and ends it when that call returns.
+ *
+ * The trigger, pulse and ring arguments named first, second and so on are
+ * handed to the frame-grabber driver in that order; their meaning is the
+ * driver's. */
 #ifndef KELDCFGC_H
 #define KELDCFGC_H
 
@@ -143,12 +154,13 @@ KELDCFGC_API int32_t cfgGetImageCompression(uint32_t session, uint32_t* type, ui
 KELDCFGC_API int32_t cfgSetImageCompression(uint32_t session, uint32_t type, uint32_t quality);
 KELDCFGC_API int32_t cfgSetAcquisitionFlags(uint32_t session, uint32_t flags);
 KELDCFGC_API int32_t cfgSupportsRingAcquisition(uint32_t session, uint32_t imageType, uint32_t* supported);
-KELDCFGC_API int32_t cfgConfigureTrigger(uint32_t session, uint32_t a, uint32_t b, uint32_t c, uint32_t d);
+KELDCFGC_API int32_t cfgConfigureTrigger(uint32_t session, uint32_t first, uint32_t second, uint32_t third,
+                                        uint32_t fourth);
 KELDCFGC_API int32_t cfgReadU32(uint32_t session, uint32_t space, uint32_t address, uint32_t count, uint32_t* values);
 KELDCFGC_API int32_t cfgWriteU32(uint32_t session, uint32_t space, uint32_t address, uint32_t count,
                                  const uint32_t* values);
-KELDCFGC_API int32_t cfgCalculateBayerGains(uint32_t session, uint32_t selector, double* first, double* second,
-                                            double* third);
+KELDCFGC_API int32_t cfgCalculateBayerGains(uint32_t session, uint32_t selector, double* red, double* green,
+                                            double* blue);
 KELDCFGC_API int32_t cfgCalculateBayerColorLUT(uint32_t session);
 /* IEEE 1394 cameras: arrays of VideoMode_struct and Feature2_struct. */
 KELDCFGC_API int32_t cfgGetCameraVideoModes(uint32_t session, void* array, uint32_t* count, uint32_t* current);
@@ -200,36 +212,44 @@ KELDCFGC_API int32_t cfgVerifyUpdate(uint32_t session, uint32_t blockHigh, uint3
 KELDCFGC_API int32_t cfgIsFPGAClassNumSupported(uint32_t session, uint32_t classNumber, uint32_t* supported);
 
 /* ---- Frame-grabber rings, sequences, triggers, pulses and lighting ---- */
-KELDCFGC_API int32_t cfgKELDRingSetup(uint32_t session, uint32_t a, uint32_t b, uint32_t c);
-KELDCFGC_API int32_t cfgKELDSequenceSetup(uint32_t session, uint32_t count, void* table, uint32_t a, uint32_t b);
+KELDCFGC_API int32_t cfgKELDRingSetup(uint32_t session, uint32_t bufferCount, uint32_t first, uint32_t second);
+/* `table` holds `count` entries of 8 bytes. */
+KELDCFGC_API int32_t cfgKELDSequenceSetup(uint32_t session, uint32_t count, void* table, uint32_t first,
+                                          uint32_t second);
 KELDCFGC_API int32_t cfgKELDSessionStartAcquisition(uint32_t session);
 KELDCFGC_API int32_t cfgKELDSessionStopAcquisition(uint32_t session);
-KELDCFGC_API int32_t cfgKELDPulseCreate2(uint32_t session, uint32_t a1, uint32_t a2, uint32_t a3, uint32_t a4,
-                                         uint32_t a5, uint32_t a6, uint32_t a7, uint32_t a8, uint32_t a9, uint32_t a10,
-                                         uint32_t* pulse);
+KELDCFGC_API int32_t cfgKELDPulseCreate2(uint32_t session, uint32_t first, uint32_t second, uint32_t third,
+                                         uint32_t fourth, uint32_t fifth, uint32_t sixth, uint32_t seventh,
+                                         uint32_t eighth, uint32_t ninth, uint32_t tenth, uint32_t* pulse);
 KELDCFGC_API int32_t cfgKELDPulseDispose(uint32_t session, uint32_t pulse);
-KELDCFGC_API int32_t cfgKELDPulseRate(uint32_t session, double a, double b, uint32_t* c, uint32_t* d, uint32_t* e);
+KELDCFGC_API int32_t cfgKELDPulseRate(uint32_t session, double delay, double width, uint32_t* first,
+                                      uint32_t* second, uint32_t* third);
 KELDCFGC_API int32_t cfgKELDPulseStart(uint32_t session, uint32_t pulse);
 KELDCFGC_API int32_t cfgKELDPulseStop(uint32_t session, uint32_t pulse);
-KELDCFGC_API int32_t cfgKELDPulseSetDutyCycle(uint32_t session, uint32_t a, uint32_t b, uint32_t c);
-KELDCFGC_API int32_t cfgKELDSessionTriggerDrive2(uint32_t session, uint32_t a, uint32_t b, uint32_t c, uint32_t d);
-KELDCFGC_API int32_t cfgKELDSessionTriggerRead2(uint32_t session, uint32_t a, uint32_t b, uint32_t c,
-                                                uint32_t* value);
-KELDCFGC_API int32_t cfgKELDSessionTriggerRoute2(uint32_t session, uint32_t a, uint32_t b, uint32_t c, uint32_t d);
+KELDCFGC_API int32_t cfgKELDPulseSetDutyCycle(uint32_t session, uint32_t pulse, uint32_t first, uint32_t second);
+KELDCFGC_API int32_t cfgKELDSessionTriggerDrive2(uint32_t session, uint32_t first, uint32_t second, uint32_t third,
+                                                uint32_t fourth);
+KELDCFGC_API int32_t cfgKELDSessionTriggerRead2(uint32_t session, uint32_t first, uint32_t second, uint32_t third,
+                                               uint32_t* value);
+KELDCFGC_API int32_t cfgKELDSessionTriggerRoute2(uint32_t session, uint32_t first, uint32_t second, uint32_t third,
+                                                uint32_t fourth);
 KELDCFGC_API int32_t cfgKELDSessionTriggerClear(uint32_t session);
-KELDCFGC_API int32_t cfgKELDSessionTriggerConfigure2(uint32_t session, uint32_t a, uint32_t b, uint32_t c,
-                                                     uint32_t d, uint32_t e);
-KELDCFGC_API int32_t cfgKELDSessionLineTrigSource2(uint32_t session, uint32_t a, uint32_t b, uint32_t c, uint32_t d);
+KELDCFGC_API int32_t cfgKELDSessionTriggerConfigure2(uint32_t session, uint32_t first, uint32_t second,
+                                                     uint32_t third, uint32_t fourth, uint32_t fifth);
+KELDCFGC_API int32_t cfgKELDSessionLineTrigSource2(uint32_t session, uint32_t first, uint32_t second,
+                                                   uint32_t third, uint32_t fourth);
 KELDCFGC_API int32_t cfgKELDEncoderResetPosition(uint32_t session);
-KELDCFGC_API int32_t cfgKELDSessionTriggerConfigure3(uint32_t session, uint32_t a, uint32_t b, uint32_t c,
-                                                     uint32_t d, uint32_t e, double f, uint32_t g);
-KELDCFGC_API int32_t cfgKELDSessionTriggerGet(uint32_t session, uint32_t a, uint32_t* b, uint32_t* c, uint32_t* d,
-                                              uint32_t* e, uint32_t* f, double* g, uint32_t* h);
+KELDCFGC_API int32_t cfgKELDSessionTriggerConfigure3(uint32_t session, uint32_t first, uint32_t second,
+                                                     uint32_t third, uint32_t fourth, uint32_t fifth, double time,
+                                                     uint32_t sixth);
+KELDCFGC_API int32_t cfgKELDSessionTriggerGet(uint32_t session, uint32_t trigger, uint32_t* first, uint32_t* second,
+                                              uint32_t* third, uint32_t* fourth, uint32_t* fifth, double* time,
+                                              uint32_t* sixth);
 /* Light heads of the session's target and of a local directory, merged;
  * `records` null asks for the count. */
 KELDCFGC_API int32_t cfgKELDEnumerateLightHeads(uint32_t session, const char* directory, LightHeadRecord* records,
                                                 uint32_t* count);
-KELDCFGC_API int32_t cfgKELDDeployLightHeadData(uint32_t session, LightHeadRecord* data, uint8_t flag);
+KELDCFGC_API int32_t cfgKELDDeployLightHeadData(uint32_t session, LightHeadRecord* data, uint8_t checkLimits);
 KELDCFGC_API int32_t cfgKELDLoadLightingLimits(uint32_t session, LightHeadRecord* data);
 
 #ifdef __cplusplus

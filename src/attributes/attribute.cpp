@@ -1,5 +1,6 @@
 #include "attributes/attribute.h"
 
+#include <algorithm>
 #include <cstring>
 #include <new>
 
@@ -12,22 +13,85 @@ namespace {
 // The component as its typed class, or null when it is missing or holds
 // another type than the one its key calls for.
 template <typename T>
-const TypedSubAttribute<T>* AsTyped(const SubAttribute* sub) {
-  if (sub == nullptr || sub->GetType() != T::kTag) return nullptr;
-  return static_cast<const TypedSubAttribute<T>*>(sub);
-}
-
-template <typename T>
 TypedSubAttribute<T>* AsTyped(SubAttribute* sub) {
   if (sub == nullptr || sub->GetType() != T::kTag) return nullptr;
   return static_cast<TypedSubAttribute<T>*>(sub);
 }
 
-std::string_view StringView(const SubAttribute* sub) {
-  const auto* text = AsTyped<AttrString>(sub);
-  if (text == nullptr) return {};
-  const char* chars = text->GetValue().c_str();
-  return {chars, std::strlen(chars)};
+// The stream decides a component's type: a component that holds another
+// record than its key calls for is read and written by the first bytes of
+// that record, as far as both reach. These give its bytes as a view.
+std::string_view RecordBytes(const SubAttribute* sub) {
+  if (sub == nullptr) return {};
+  return {static_cast<const char*>(sub->GetConstData()), ValueRecordSize(sub->GetType())};
+}
+
+// A number out of a component: the value where it holds T, else the first
+// bytes of its record, zero where the record does not reach.
+template <typename T, typename Word>
+Word ReadWord(const SubAttribute* sub) {
+  if (sub->GetType() == T::kTag) return static_cast<const TypedSubAttribute<T>*>(sub)->GetValue().value;
+  Word word{};
+  const std::string_view bytes = RecordBytes(sub);
+  std::memcpy(&word, bytes.data(), std::min(sizeof word, bytes.size()));
+  return word;
+}
+
+// A number into a component, which becomes dirty as by SetValue.
+template <typename T, typename Word>
+void WriteWord(SubAttribute* sub, Word word) {
+  if (auto* typed = AsTyped<T>(sub)) {
+    typed->SetValue(T{word});
+    return;
+  }
+  sub->SetDirty(1);
+  const std::size_t size = std::min(sizeof word, ValueRecordSize(sub->GetType()));
+  if (size != 0) std::memcpy(sub->GetMutableData(), &word, size);
+}
+
+// The characters of a component: its text where it holds a string, else
+// the bytes of its record up to the first zero byte.
+std::string_view TextOf(const SubAttribute* sub) {
+  if (sub == nullptr) return {};
+  if (sub->GetType() == AttrString::kTag) {
+    const char* chars = static_cast<const TypedSubAttribute<AttrString>*>(sub)->GetValue().c_str();
+    return {chars, std::strlen(chars)};
+  }
+  const std::string_view bytes = RecordBytes(sub);
+  return bytes.substr(0, std::min(bytes.size(), bytes.find('\0')));
+}
+
+// A text into a component: the string where it holds one, else the text's
+// bytes and a terminator over the start of its record, as far as it reaches.
+void WriteTextTo(SubAttribute* sub, const CFGString& text) {
+  if (auto* typed = AsTyped<AttrString>(sub)) {
+    typed->SetValue(AttrString(text));
+    return;
+  }
+  sub->SetDirty(1);
+  const std::size_t room = ValueRecordSize(sub->GetType());
+  if (room == 0) return;
+  const std::size_t count = std::min<std::size_t>(text.size(), room - 1);
+  auto* target = static_cast<char*>(sub->GetMutableData());
+  std::memcpy(target, text.c_str(), count);
+  target[count] = 0;
+}
+
+std::string_view StringView(const SubAttribute* sub) { return TextOf(sub); }
+
+Status ReadText(const SubAttribute* sub, CFGString* out) {
+  if (sub == nullptr) return kNotSupported;
+  if (out != nullptr) {
+    const std::string_view text = TextOf(sub);
+    out->Assign(text.data(), text.size());
+  }
+  return kSuccess;
+}
+
+Status WriteText(SubAttribute* sub, const CFGString& value) {
+  if (sub == nullptr) return kNotSupported;
+  WriteTextTo(sub, value);
+  return kSuccess;
 }
 
 // Text after the last "::" of a full name, or the whole name.
@@ -176,21 +240,12 @@ void Attribute::CopyFrom(const Attribute& other) {
 std::uint32_t Attribute::GetKey() const { return Key; }
 void Attribute::SetKey(std::uint32_t key) { Key = key; }
 
-Status Attribute::GetName(CFGString* out) const {
-  const auto* name = AsTyped<AttrString>(FindSubAttribute(ComponentKey::Name));
-  if (name == nullptr) return kNotSupported;
-  if (out != nullptr) *out = name->GetValue().c_str();
-  return kSuccess;
-}
+Status Attribute::GetName(CFGString* out) const { return ReadText(FindSubAttribute(ComponentKey::Name), out); }
 
 Status Attribute::SetName(const CFGString& name) {
-  auto* full = AsTyped<AttrString>(FindSubAttribute(ComponentKey::Name));
-  if (full == nullptr) return kNotSupported;
-  full->SetValue(AttrString(name));
-  auto* shortName = AsTyped<AttrString>(FindSubAttribute(ComponentKey::ShortName));
-  if (shortName == nullptr) return kNotSupported;
-  shortName->SetValue(AttrString(ShortNameOf(name)));
-  return kSuccess;
+  const Status status = WriteText(FindSubAttribute(ComponentKey::Name), name);
+  if (status != kSuccess) return status;
+  return WriteText(FindSubAttribute(ComponentKey::ShortName), ShortNameOf(name));
 }
 
 std::uint32_t Attribute::IsDirty() const {
@@ -207,30 +262,14 @@ void Attribute::SetDirty(std::uint32_t dirty) {
 namespace {
 
 Status ReadFlag(const SubAttribute* sub, bool* out) {
-  const auto* flag = AsTyped<AttrBool>(sub);
-  if (flag == nullptr) return kNotSupported;
-  if (out != nullptr) *out = flag->GetValue().value != 0;
+  if (sub == nullptr) return kNotSupported;
+  if (out != nullptr) *out = ReadWord<AttrBool, std::uint32_t>(sub) != 0;
   return kSuccess;
 }
 
 Status WriteFlag(SubAttribute* sub, bool value) {
-  auto* flag = AsTyped<AttrBool>(sub);
-  if (flag == nullptr) return kNotSupported;
-  flag->SetValue(AttrBool{value ? 1U : 0U});
-  return kSuccess;
-}
-
-Status ReadText(const SubAttribute* sub, CFGString* out) {
-  const auto* text = AsTyped<AttrString>(sub);
-  if (text == nullptr) return kNotSupported;
-  if (out != nullptr) *out = text->GetValue().c_str();
-  return kSuccess;
-}
-
-Status WriteText(SubAttribute* sub, const CFGString& value) {
-  auto* text = AsTyped<AttrString>(sub);
-  if (text == nullptr) return kNotSupported;
-  text->SetValue(AttrString(value));
+  if (sub == nullptr) return kNotSupported;
+  WriteWord<AttrBool, std::uint32_t>(sub, value ? 1U : 0U);
   return kSuccess;
 }
 
@@ -252,16 +291,16 @@ Status Attribute::SetTooltip(const CFGString& tooltip) {
 }
 
 Status Attribute::GetVisibility(std::uint32_t* out) const {
-  const auto* level = AsTyped<AttrU32>(FindSubAttribute(ComponentKey::Visibility));
+  const SubAttribute* level = FindSubAttribute(ComponentKey::Visibility);
   if (level == nullptr) return kNotSupported;
-  if (out != nullptr) *out = level->GetValue().value;
+  if (out != nullptr) *out = ReadWord<AttrU32, std::uint32_t>(level);
   return kSuccess;
 }
 
 Status Attribute::SetVisibility(std::uint32_t visibility) {
-  auto* level = AsTyped<AttrU32>(FindSubAttribute(ComponentKey::Visibility));
+  SubAttribute* level = FindSubAttribute(ComponentKey::Visibility);
   if (level == nullptr) return kNotSupported;
-  level->SetValue(AttrU32{visibility});
+  WriteWord<AttrU32, std::uint32_t>(level, visibility);
   return kSuccess;
 }
 
@@ -328,16 +367,14 @@ Status Attribute::Unflatten(ByteStream* in, bool full) {
     if (in->Remaining() < 2 * sizeof(std::uint32_t)) return kByteStreamSaveFailed;
     std::uint32_t head[2] = {};  // tag, component key; read again by the component
     std::memcpy(head, in->cursor, sizeof head);
-    SubAttribute* sub = nullptr;
-    status = CreateSubAttribute(head[0], head[1], &sub);
+    SubAttribute* created = nullptr;
+    status = CreateSubAttribute(head[0], head[1], &created);
     if (status != kSuccess) return status;
+    std::unique_ptr<SubAttribute> sub(created);  // ours until the attribute takes it
     status = sub->Unflatten(in);
-    if (status != kSuccess) {
-      delete sub;
-      return status;
-    }
+    if (status != kSuccess) return status;
     sub->SetDirty(full ? 0 : 1);
-    AddSubAttribute(sub);
+    AddSubAttribute(sub.release());
   }
   return kSuccess;
 }

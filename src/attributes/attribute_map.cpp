@@ -87,40 +87,72 @@ Status AttributeMap::Unflatten(ByteStream* in, bool full) {
   Status status = in->ReadU32(&count);
   if (status != kSuccess) return status;
   for (std::uint32_t i = 0; i < count; ++i) {
-    if (full) {
-      if (in->cursor == nullptr) return kBadPointer;
-      std::uint32_t key = 0;
-      std::uint32_t tag = 0;
-      status = in->ReadU32(&key);
-      if (status == kSuccess) status = in->ReadU32(&tag);
-      if (status != kSuccess) return status;
-      Attribute* attribute = nullptr;
-      status = CreateAttribute(tag, false, &attribute);
-      if (status != kSuccess) return status;
-      attribute->SetKey(key);
-      status = attribute->Unflatten(in, true);
-      if (status != kSuccess) {
-        delete attribute;
-        return status;
-      }
-      Insert(attribute);
-      continue;
-    }
-    std::uint32_t key = 0;
-    status = in->ReadU32(&key);
-    if (status != kSuccess) return status;
-    auto& byKey = container_.get<ByKey>();
-    const auto found = byKey.find(key);
-    if (found == byKey.end()) return kUnknownAttributeType;
-    // A delta may bring a new name: the entry takes the names again and
-    // modify() re-links it in the name indices.
-    byKey.modify(found, [&](AttributeMapEntry& entry) {
-      status = entry.attribute->Unflatten(in, false);
-      TakeNames(&entry);
-    });
+    status = full ? UnflattenWhole(in) : UnflattenChange(in);
     if (status != kSuccess) return status;
   }
   return kSuccess;
+}
+
+Status AttributeMap::UnflattenWhole(ByteStream* in) {
+  if (in->cursor == nullptr) return kBadPointer;
+  std::uint32_t key = 0;
+  std::uint32_t tag = 0;
+  Status status = in->ReadU32(&key);
+  if (status == kSuccess) status = in->ReadU32(&tag);
+  if (status != kSuccess) return status;
+  Attribute* attribute = nullptr;
+  try {
+    status = CreateAttribute(tag, false, &attribute);
+    if (status != kSuccess) return status;
+    attribute->SetKey(key);
+    status = attribute->Unflatten(in, true);
+    if (status != kSuccess) {
+      delete attribute;
+      return status;
+    }
+  } catch (const std::bad_alloc&) {
+    delete attribute;
+    return kOutOfMemory;
+  }
+  // Insert owns the attribute from here on, also where it throws.
+  try {
+    Insert(attribute);
+  } catch (const std::bad_alloc&) {
+    return kOutOfMemory;
+  }
+  return kSuccess;
+}
+
+// The attribute is changed in place; its entry stays in the map whatever
+// happens, under its old names where the new ones could not be taken.
+Status AttributeMap::UnflattenChange(ByteStream* in) {
+  std::uint32_t key = 0;
+  Status status = in->ReadU32(&key);
+  if (status != kSuccess) return status;
+  auto& byKey = container_.get<ByKey>();
+  const auto found = byKey.find(key);
+  if (found == byKey.end()) return kUnknownAttributeType;
+  Attribute& attribute = *found->attribute;
+  try {
+    status = attribute.Unflatten(in, false);
+  } catch (const std::bad_alloc&) {
+    status = kOutOfMemory;
+  }
+  // A delta may bring a new name: the entry takes the names again and is
+  // re-linked in the name indices. The copies are made first, so that the
+  // re-linking itself cannot fail and take the entry out of the map.
+  if (attribute.GetNameView() == found->name && attribute.GetShortNameView() == found->shortName) return status;
+  try {
+    std::pmr::string name(attribute.GetNameView(), &pool_);
+    std::pmr::string shortName(attribute.GetShortNameView(), &pool_);
+    byKey.modify(found, [&](AttributeMapEntry& entry) noexcept {
+      entry.name.swap(name);
+      entry.shortName.swap(shortName);
+    });
+  } catch (const std::bad_alloc&) {
+    KeepFirstFailure(&status, kOutOfMemory);
+  }
+  return status;
 }
 
 void AttributeMap::Insert(Attribute* owned) {

@@ -114,6 +114,9 @@ class AttributeMap {
   const Container& Indices() const { return container_; }
 
  private:
+  Status UnflattenWhole(ByteStream* in);
+  Status UnflattenChange(ByteStream* in);
+
   // Elements and their name copies come from one pool of the map's own, so
   // that they lie close together however the attributes themselves were
   // allocated: a look-up then touches few cache lines and pages.

@@ -40,7 +40,8 @@ Status FlattenRecords(const std::vector<Record>& list, const std::uint32_t* word
 }
 
 // Empties the list, then reads what FlattenRecords wrote; records read before
-// a failure stay.
+// a failure stay. A peer's count allocates nothing by itself: each record is
+// read, and so checked against the bytes left, before it is added.
 template <typename Record>
 Status UnflattenRecords(std::vector<Record>* list, std::uint32_t* word, ByteStream* in) {
   list->clear();

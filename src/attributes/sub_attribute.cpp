@@ -114,6 +114,9 @@ Status ReadValue(AttrEnumVector* v, ByteStream* in) {
   std::uint32_t count = 0;
   Status status = in->ReadU32(&count);
   if (status != kSuccess) return status;
+  // The items must be there before the list grows to hold them.
+  constexpr std::uint64_t kItemBytes = 2 * sizeof(std::uint32_t) + kEnumNameBytes;
+  if (!in->CanHold(count, kItemBytes)) return kByteStreamLoadFailed;
   if (v->items.size() < count) v->items.resize(count, KELDnvEnumItem_struct{});
   for (std::uint32_t i = 0; i < count && status == kSuccess; ++i) status = ReadItem(&v->items[i], in);
   return status;

@@ -49,6 +49,11 @@ struct ByteStream {
   void Rewind() { cursor = data; }
   // Bytes between the cursor and the end of what was written.
   std::uint64_t Remaining() const;
+  // Whether `count` items of at least `smallest` bytes each can still be in
+  // the stream. A reader checks a peer's count with it before it allocates.
+  bool CanHold(std::uint64_t count, std::uint64_t smallest) const {
+    return smallest == 0 || Remaining() / smallest >= count;
+  }
   // Moves the cursor forward by count bytes if that many remain.
   Status Skip(std::uint64_t count);
   // Frees the block and zeroes the record.

@@ -1,8 +1,6 @@
 // The target's command handlers of the local base. Those the operation table
 // marks Handler are made from the codecs of their parameters; the others,
 // which move attributes, images and raw blocks, are written out below.
-#include <limits>
-
 #include "attributes/attribute.h"
 #include "datafile/light_head_record.h"
 #include "inventory/device_list.h"
@@ -22,7 +20,7 @@ bool StreamForm(std::uint32_t flags) { return (flags & kStreamForm) != 0; }
 Status GrowOutput(ByteStream* output, std::uint64_t count, std::uint64_t size, void** room) {
   const std::uint64_t bytes = count * size;
   if (size != 0 && bytes / size != count) return kOutOfMemory;
-  if (bytes > std::numeric_limits<std::uint32_t>::max() - output->size) return kOutOfMemory;
+  if (bytes > kLargestReply || bytes > kLargestReply - output->size) return kOutOfMemory;
   const std::uint32_t start = output->size;
   const Status status = output->Extend(static_cast<std::uint32_t>(bytes));
   if (status != kSuccess) return status;

@@ -110,6 +110,11 @@ class LocalDeviceConfigSession : public DeviceConfigSession, public iThread {
   ByteStream reply_;
 };
 
+// The most a command's reply may grow to for registers and blocks that a
+// peer asks for: more is refused as a reply that cannot grow (0xBFFF8005)
+// before anything is allocated.
+inline constexpr std::uint64_t kLargestReply = 256u * 1024 * 1024;
+
 // Word of the target's display mode for an image: width/8, height/8, 0x3C,
 // then the bits per pixel, highest byte first. The size is that of the first
 // standard mode that holds the image, else of the largest.

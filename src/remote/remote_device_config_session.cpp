@@ -43,6 +43,11 @@ RemoteDeviceConfigSession::RemoteDeviceConfigSession(const char* clientName, con
                                                      std::uint32_t driverType, const char* name, Status* status)
     : RemoteSession(clientName, hostName, driverType, name, status), DeviceConfigSession(name, status) {}
 
+RemoteDeviceConfigSession::RemoteDeviceConfigSession(const char* name, std::uint32_t targetVersion)
+    : RemoteSession(DefaultRemoteTimeout), DeviceConfigSession(name, nullptr) {
+  remoteVersion = targetVersion;
+}
+
 RemoteDeviceConfigSession::~RemoteDeviceConfigSession() = default;
 
 Status RemoteDeviceConfigSession::RunCommand(std::uint32_t command, int handle, ByteStream* input,

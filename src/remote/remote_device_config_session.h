@@ -30,6 +30,9 @@ class RemoteDeviceConfigSession : public RemoteSession, public DeviceConfigSessi
   // remote session, then the device part.
   RemoteDeviceConfigSession(const char* clientName, const char* host, std::uint32_t driverType,
                             const char* interfaceName, Status* status);
+  // A session bound to no target: its commands go wherever a subclass's
+  // RunCommand takes them, as if to a target of version `targetVersion`.
+  RemoteDeviceConfigSession(const char* interfaceName, std::uint32_t targetVersion);
   ~RemoteDeviceConfigSession() override;
 
   bool IsRemote() override { return true; }

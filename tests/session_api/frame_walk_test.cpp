@@ -10,8 +10,13 @@
 #include <string>
 #include <vector>
 
+#include <new>
+#include <stdexcept>
+
+#include "capi/native_call.h"
 #include "inventory/device_list_map.h"
 #include "keldcfgc/keldcfgc.h"
+#include "keldcfgc/keldcfgc_server.h"
 #include "support/test_session.h"
 
 namespace keld {
@@ -252,6 +257,92 @@ TEST_F(FrameWalk, PointerTestsComeBeforeTheSessionIsUsed) {
     EXPECT_TRUE(test::script().calls.empty()) << row.name << " reached the session";
   }
   EXPECT_EQ(testing::RegisteredSessionCount(), registered);
+}
+
+
+// ---- The boundary: nothing thrown inside leaves the library ---------------
+
+// Arms the frame fault for the life of the object.
+class ScopedFrameFault {
+ public:
+  explicit ScopedFrameFault(capi::testing::FrameFault fault) { capi::testing::SetFrameFault(fault); }
+  ~ScopedFrameFault() { capi::testing::SetFrameFault(nullptr); }
+  ScopedFrameFault(const ScopedFrameFault&) = delete;
+  ScopedFrameFault& operator=(const ScopedFrameFault&) = delete;
+};
+
+void ThrowBadAlloc() { throw std::bad_alloc(); }
+void ThrowRuntimeError() { throw std::runtime_error("a frame failed"); }
+void ThrowStatus() { throw Status{kSessionNotConfigured}; }
+void ThrowInteger() { throw 42; }
+
+// The five server entries, under the same guard.
+std::vector<Row> ServerRows() {
+  using S = std::uint32_t;
+  return {
+      {"keldsrvCreateSession",
+       [](S) {
+         std::uint32_t id = 0;
+         return keldsrvCreateSession(0, "client", "img0", &id);
+       },
+       kSuccess, false},
+      {"keldsrvExecuteCommand",
+       [](S id) {
+         std::uint8_t* output = nullptr;
+         std::uint32_t size = 0;
+         const std::int32_t status = keldsrvExecuteCommand(id, 7, nullptr, 0, &output, &size);
+         keldsrvFreeStream(output);
+         return status;
+       },
+       kInvalidSession, false},
+      {"keldsrvPingSession", [](S id) { return keldsrvPingSession(id); }, kInvalidSession, false},
+      {"keldsrvCloseSession", [](S id) { return keldsrvCloseSession(id); }, kInvalidSession, false},
+  };
+}
+
+TEST_F(FrameWalk, AFailedAllocationInsideAnyFrameIsOutOfMemory) {
+  const ScopedFrameFault fault(&ThrowBadAlloc);
+  for (const Row& row : Rows()) EXPECT_EQ(static_cast<Status>(row.call(kUnknownId)), kOutOfMemory) << row.name;
+  for (const Row& row : ServerRows()) EXPECT_EQ(static_cast<Status>(row.call(kUnknownId)), kOutOfMemory) << row.name;
+}
+
+TEST_F(FrameWalk, AnyOtherExceptionInsideAFrameIsTheBoundaryFault) {
+  for (const auto fault : {&ThrowRuntimeError, &ThrowStatus, &ThrowInteger}) {
+    const ScopedFrameFault armed(fault);
+    for (const Row& row : Rows()) {
+      EXPECT_EQ(static_cast<Status>(row.call(kUnknownId)), capi::kBoundaryFault) << row.name;
+    }
+    for (const Row& row : ServerRows()) {
+      EXPECT_EQ(static_cast<Status>(row.call(kUnknownId)), capi::kBoundaryFault) << row.name;
+    }
+  }
+  EXPECT_EQ(static_cast<std::uint32_t>(capi::kBoundaryFault), 0xBFFF8017u);
+}
+
+TEST_F(FrameWalk, AThrowFromDeepInsideASessionStopsAtTheBoundary) {
+  // The session itself throws, as a driver binding might.
+  class Throwing : public test::TestSession {
+   public:
+    using TestSession::TestSession;
+    Status SetupGrab(std::uint32_t) override { throw std::bad_alloc(); }
+    Status StartAcquisition() override { throw std::logic_error("driver state"); }
+  };
+  testing::SetSessionBuilder([](std::uint32_t type, const char* host, const char* name, Status* status) {
+    return new Throwing(type, host, name, status);
+  });
+  std::uint32_t id = 0;
+  ASSERT_EQ(cfgOpenCamera2(nullptr, 2, "thrower", 0, 0, &id), 0);
+  EXPECT_EQ(static_cast<Status>(cfgSetupGrab(id, 1)), kOutOfMemory);
+  EXPECT_EQ(static_cast<Status>(cfgStartAcquisition(id)), capi::kBoundaryFault);
+  // The session is still there and answers.
+  EXPECT_EQ(cfgStopAcquisition(id), 0);
+  EXPECT_EQ(cfgClose(id), 0);
+}
+
+TEST_F(FrameWalk, ServerEntriesAnswerOutsideTheFaults) {
+  for (const Row& row : ServerRows()) {
+    EXPECT_EQ(static_cast<Status>(row.call(kUnknownId)), row.expected) << row.name;
+  }
 }
 
 }  // namespace
