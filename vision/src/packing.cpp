@@ -10,6 +10,8 @@
 #include "codecs.h"
 #include "image_object.h"
 #include "payload_hash.h"
+#include "pixel_codec.h"
+#include "worker_pool.h"
 
 namespace odv {
 
@@ -123,6 +125,10 @@ OdvStatus Prepare(const Image* image, std::uint32_t format, std::uint32_t compre
   if (d.compression == ODV_COMPRESS_JPEG) {
     d.codec = kCodecJpeg;
     status = CompressJpeg(image, static_cast<int>((quality + 5) / 10), &data->payload);
+  } else if (PixelCodecTakes(d.type)) {
+    d.codec = kCodecPixel;
+    status = EncodePixels(d.type, d.width, d.height, image->Row(0), image->LineBytes(), d.chunkBytes,
+                          PackingThreads(), &data->payload);
   } else {
     d.codec = kLosslessCodec;
     const std::uint8_t* rows = nullptr;
@@ -132,8 +138,7 @@ OdvStatus Prepare(const Image* image, std::uint32_t format, std::uint32_t compre
       status = CompressLossless(d.codec, rows, d.rawSize, d.chunkBytes, &data->payload);
   }
   if (status != ODV_SUCCESS) return status;
-  d.payloadSize = data->payload.size;
-  d.payloadCheck = HashPayload(data->payload.data.get(), data->payload.size);
+  d.payloadSize = data->payload.size;  // hashed when it is written
   return ODV_SUCCESS;
 }
 
@@ -146,8 +151,8 @@ void SealDescriptor(Descriptor* d, std::uint8_t* target) {
 std::uint64_t PackedSize(const OdvRPCData& data) { return kDescriptorSize + data.descriptor.payloadSize; }
 
 // Writes descriptor and payload to `target`, which holds PackedSize bytes.
-// Uncompressed pixels are copied once, straight from the image's lines, and
-// hashed in the same pass.
+// Uncompressed pixels are copied once, straight from the image's lines;
+// every payload is hashed in the same pass as its copy.
 void WritePacked(OdvRPCData* data, std::uint8_t* target) {
   Descriptor& d = data->descriptor;
   std::uint8_t* payload = target + kDescriptorSize;
@@ -161,8 +166,8 @@ void WritePacked(OdvRPCData* data, std::uint8_t* target) {
       for (std::uint32_t y = 0; y < d.height; ++y) copy.Copy(payload + y * rowBytes, image->Row(y), rowBytes);
       d.payloadCheck = copy.Digest();
     }
-  } else if (d.payloadSize != 0) {
-    std::memcpy(payload, data->payload.data.get(), d.payloadSize);
+  } else {
+    d.payloadCheck = CopyAndHash(payload, data->payload.data.get(), d.payloadSize);
   }
   SealDescriptor(&d, target);
 }
@@ -184,12 +189,14 @@ OdvStatus ReadDescriptor(const std::uint8_t* bytes, std::uint64_t count, Descrip
   if (d->hashKind != kHashXxh3) return ODV_E_VERSION;
   if (d->reserved != 0) return ODV_E_CORRUPT;
   const std::uint32_t pixelSize = ImageTypePixelSize(d->type);
-  if (pixelSize == 0 || d->compression > ODV_COMPRESS_JPEG || d->codec > kCodecJpeg) return ODV_E_CORRUPT;
+  if (pixelSize == 0 || d->compression > ODV_COMPRESS_JPEG) return ODV_E_CORRUPT;
+  if (d->codec > kLastCodec) return ODV_E_VERSION;  // a newer writer's codec
   const std::uint64_t expected = std::uint64_t{d->width} * d->height;  // below 2^64
   if (d->rawSize != 0 && (expected > kMaxRawSize || expected * pixelSize != d->rawSize)) return ODV_E_CORRUPT;
   if (d->rawSize == 0 && d->payloadSize != 0) return ODV_E_CORRUPT;
   if (d->codec == kCodecRaw && d->payloadSize != d->rawSize) return ODV_E_CORRUPT;
   if (d->codec == kCodecJpeg && d->type != ODV_U8 && d->type != ODV_RGB32) return ODV_E_CORRUPT;
+  if (d->codec == kCodecPixel && (!PixelCodecTakes(d->type) || d->rawSize == 0)) return ODV_E_CORRUPT;
   if (d->chunkBytes == 0 || d->chunkBytes > kMaxChunk) return ODV_E_CORRUPT;
   return ODV_SUCCESS;
 }
@@ -200,6 +207,12 @@ OdvStatus Unpack(Image** image, const Descriptor& d, const std::uint8_t* payload
   // The payload is checked before the target is touched, so that a refused
   // image leaves the caller's image as it was.
   if (d.payloadSize != 0 && HashPayload(payload, d.payloadSize) != d.payloadCheck) return ODV_E_CORRUPT;
+  // So is the structure of a pixel-codec payload.
+  PixelPlan plan;
+  if (d.codec == kCodecPixel) {
+    const OdvStatus checked = CheckPixels(d.type, d.width, d.height, payload, d.payloadSize, &plan);
+    if (checked != ODV_SUCCESS) return checked;
+  }
   Image* target = nullptr;
   OdvStatus status = ODV_SUCCESS;
   if (*image == nullptr) {
@@ -224,6 +237,7 @@ OdvStatus Unpack(Image** image, const Descriptor& d, const std::uint8_t* payload
     return ODV_SUCCESS;
   }
   if (d.codec == kCodecJpeg) return DecompressJpeg(payload, d.payloadSize, target);
+  if (d.codec == kCodecPixel) return DecodePixels(plan, target->Row(0), target->LineBytes(), PackingThreads());
   if (target->Contiguous())
     return DecompressLossless(d.codec, payload, d.payloadSize, target->Row(0), d.rawSize, d.chunkBytes);
   Buffer raw;

@@ -1,0 +1,44 @@
+// Pixel predictors of the lossless codec. A row is a run of elements (u8 or
+// u16 arithmetic, modulo their width); each element is predicted from
+// elements of the same channel that the decoder already has: `step` elements
+// to the left on the same row, and the row `up`, which is the row one line
+// above, or two lines above for a Bayer mosaic, whose same-coloured
+// neighbours lie two steps away. The residual (element minus prediction) is
+// stored zigzagged, so that small values of either sign are small numbers:
+// 0, -1, 1, -2, 2 become 0, 1, 2, 3, 4.
+//
+// Predictions, where `up` exists:
+//   left      the element `step` to the left (the one above at the row's start)
+//   up        the element above
+//   smooth    (above-left + 2 above + above-right + 2) / 4: averages the
+//             sensor noise of the row above; at the row's ends the missing
+//             neighbour is replaced by the one above
+//   gradient  left + above - above-left (the one above at the row's start)
+// A row without `up` (the first of a slice) is predicted from the left, its
+// first `step` elements from zero.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+namespace odv {
+
+enum class Predictor : std::uint8_t { kLeft = 0, kUp = 1, kSmooth = 2, kGradient = 3 };
+inline constexpr unsigned kPredictors = 4;
+
+struct RowGeometry {
+  unsigned elementBytes;  // 1 or 2
+  std::size_t elements;   // per row
+  std::size_t step;       // elements between same-channel neighbours on a row, 1 to 8
+};
+
+// Zigzagged residuals of row `current` into `residual` (elements of the same
+// width). `up` may be null.
+void ResidualRow(const RowGeometry& row, Predictor predictor, const std::uint8_t* current, const std::uint8_t* up,
+                 std::uint8_t* residual);
+
+// The inverse: rebuilds `current` from the residuals and the same `up`.
+void ReconstructRow(const RowGeometry& row, Predictor predictor, const std::uint8_t* residual, const std::uint8_t* up,
+                    std::uint8_t* current);
+
+}  // namespace odv

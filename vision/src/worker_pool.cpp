@@ -1,0 +1,118 @@
+#include "worker_pool.h"
+
+#include <algorithm>
+#include <atomic>
+#include <condition_variable>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+#include "odvissvc/odvissvc.h"
+
+namespace odv {
+
+namespace {
+
+std::atomic<unsigned> packingThreads{1};
+
+unsigned Processors() {
+  const unsigned n = std::thread::hardware_concurrency();
+  return n == 0 ? 1 : n;
+}
+
+class WorkerPool {
+ public:
+  ~WorkerPool() {
+    {
+      std::lock_guard<std::mutex> lock(mutex_);
+      stop_ = true;
+    }
+    wake_.notify_all();
+    for (std::thread& worker : workers_) worker.join();
+  }
+
+  void Run(std::size_t count, unsigned threads, const std::function<void(std::size_t)>& body) {
+    std::lock_guard<std::mutex> job(jobMutex_);
+    const unsigned helpers = static_cast<unsigned>(std::min<std::size_t>(threads - 1, count - 1));
+    {
+      std::lock_guard<std::mutex> lock(mutex_);
+      while (workers_.size() < helpers) workers_.emplace_back([this] { Work(); });
+      body_ = &body;
+      count_ = count;
+      next_.store(0, std::memory_order_relaxed);
+      openSeats_ = helpers;
+      ++generation_;
+    }
+    wake_.notify_all();
+    Drain(body, count);
+    std::unique_lock<std::mutex> lock(mutex_);
+    openSeats_ = 0;  // no worker joins this job any more
+    idle_.wait(lock, [this] { return busy_ == 0; });
+    body_ = nullptr;
+  }
+
+ private:
+  void Drain(const std::function<void(std::size_t)>& body, std::size_t count) {
+    for (std::size_t i = next_.fetch_add(1, std::memory_order_relaxed); i < count;
+         i = next_.fetch_add(1, std::memory_order_relaxed))
+      body(i);
+  }
+
+  void Work() {
+    std::uint64_t seen = 0;
+    std::unique_lock<std::mutex> lock(mutex_);
+    for (;;) {
+      wake_.wait(lock, [&] { return stop_ || (generation_ != seen && openSeats_ > 0); });
+      if (stop_) return;
+      seen = generation_;
+      --openSeats_;
+      ++busy_;
+      const std::function<void(std::size_t)>* body = body_;
+      const std::size_t count = count_;
+      lock.unlock();
+      Drain(*body, count);
+      lock.lock();
+      if (--busy_ == 0) idle_.notify_all();
+    }
+  }
+
+  std::mutex jobMutex_;
+  std::mutex mutex_;
+  std::condition_variable wake_, idle_;
+  std::vector<std::thread> workers_;
+  const std::function<void(std::size_t)>* body_ = nullptr;
+  std::size_t count_ = 0;
+  std::atomic<std::size_t> next_{0};
+  unsigned openSeats_ = 0;
+  unsigned busy_ = 0;
+  std::uint64_t generation_ = 0;
+  bool stop_ = false;
+};
+
+WorkerPool& Pool() {
+  static WorkerPool pool;
+  return pool;
+}
+
+}  // namespace
+
+unsigned PackingThreads() { return packingThreads.load(std::memory_order_relaxed); }
+
+void ParallelFor(std::size_t count, unsigned threads, const std::function<void(std::size_t)>& body) {
+  if (count == 0) return;
+  if (threads <= 1 || count == 1) {
+    for (std::size_t i = 0; i < count; ++i) body(i);
+    return;
+  }
+  Pool().Run(count, threads, body);
+}
+
+}  // namespace odv
+
+extern "C" OdvStatus SetPackingThreads(uint32_t count) {
+  if (count > 1024) return ODV_E_ARGUMENT;
+  odv::packingThreads.store(count == 0 ? odv::Processors() : count, std::memory_order_relaxed);
+  return ODV_SUCCESS;
+}
+
+extern "C" uint32_t GetPackingThreads(void) { return odv::PackingThreads(); }
