@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstring>
 #include <new>
+#include <utility>
 
 #include "codecs.h"
 #include "image_object.h"
@@ -21,6 +22,8 @@ constexpr std::uint32_t kPackMagic = 0x50564F44;  // "ODVP"
 constexpr std::uint32_t kDefaultChunk = 1u << 20;
 constexpr std::uint32_t kMaxChunk = 1u << 26;
 constexpr std::uint64_t kMaxRawSize = 1ull << 32;
+// Share of all-zero blocks of the pixel codec from which zstd is tried as well.
+constexpr double kQuietShare = 0.03;
 
 struct Descriptor {
   std::uint32_t magic;
@@ -127,8 +130,26 @@ OdvStatus Prepare(const Image* image, std::uint32_t format, std::uint32_t compre
     status = CompressJpeg(image, static_cast<int>((quality + 5) / 10), &data->payload);
   } else if (PixelCodecTakes(d.type)) {
     d.codec = kCodecPixel;
+    double quietShare = 0;
     status = EncodePixels(d.type, d.width, d.height, image->Row(0), image->LineBytes(), d.chunkBytes,
-                          PackingThreads(), &data->payload);
+                          PackingThreads(), &data->payload, &quietShare);
+    // A frame without sensor noise (a test pattern, a dark or saturated
+    // scene) has many blocks of zero residuals; the bit planes spend at
+    // least a plane on every block with any change in it, where an LZ codec
+    // also catches the repeats. Such a frame is packed by zstd as well, which
+    // is fast on it, and the smaller payload travels. Noisy frames, with
+    // hardly a quiet block, never pay for the trial.
+    if (status == ODV_SUCCESS && quietShare >= kQuietShare) {
+      const std::uint8_t* rows = nullptr;
+      Buffer gathered, general;
+      status = PackedRows(image, &rows, &gathered);
+      if (status == ODV_SUCCESS &&
+          CompressLossless(kLosslessCodec, rows, d.rawSize, d.chunkBytes, &general) == ODV_SUCCESS &&
+          general.size < data->payload.size) {
+        d.codec = kLosslessCodec;
+        data->payload = std::move(general);
+      }
+    }
   } else {
     d.codec = kLosslessCodec;
     const std::uint8_t* rows = nullptr;
@@ -325,6 +346,14 @@ OdvStatus UnflattenImageFromArray1D(Image** image, const Array1D* array) {
       },
       &call);
 }
+
+OdvStatus SetPackingThreads(uint32_t count) {
+  if (count > 1024) return ODV_E_ARGUMENT;
+  odv::SetPackingThreadCount(count);
+  return ODV_SUCCESS;
+}
+
+uint32_t GetPackingThreads(void) { return odv::PackingThreads(); }
 
 OdvStatus rpcInitImage2(OdvRPCImage* record, uint32_t layout) {
   if (record == nullptr || layout != ODV_RECORD_LAYOUT) return ODV_E_ARGUMENT;

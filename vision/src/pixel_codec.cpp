@@ -1,6 +1,7 @@
 #include "pixel_codec.h"
 
 #include <algorithm>
+#include <array>
 #include <atomic>
 #include <cstring>
 #include <new>
@@ -88,9 +89,20 @@ void MergePlanes(const std::uint8_t* in, std::size_t pixels, unsigned planes, st
   }
 }
 
-// Codes one slice of `rows` lines starting at `first`; returns its size.
+// Width nibbles of zero among `blocks` blocks.
+std::uint64_t ZeroWidths(const std::uint8_t* widths, std::uint64_t blocks) {
+  std::uint64_t zeros = 0;
+  for (std::uint64_t b = 0; b < blocks; ++b) zeros += ((widths[b / 2] >> (4 * (b & 1))) & 0xF) == 0;
+  return zeros;
+}
+
+// Blocks of zeros of each byte plane (up to 8).
+using PlaneZeros = std::array<std::uint64_t, 8>;
+
+// Codes one slice of `rows` lines starting at `first`; returns its size and
+// counts the blocks of zeros of each plane into `zeros`.
 std::uint64_t EncodeSlice(const Layout& layout, std::uint8_t code, const std::uint8_t* first, std::uint64_t stride,
-                          std::uint32_t rows, std::uint8_t* out) {
+                          std::uint32_t rows, std::uint8_t* out, PlaneZeros* zeros) {
   const bool mosaic = (code & kMosaicBit) != 0;
   const Predictor predictor = static_cast<Predictor>(code & 3);
   const RowGeometry row = layout.Row(mosaic);
@@ -112,8 +124,10 @@ std::uint64_t EncodeSlice(const Layout& layout, std::uint8_t code, const std::ui
   out[1] = out[2] = out[3] = 0;
   std::uint8_t* widths = out + kSliceHeaderBytes;
   std::uint8_t* masks = widths + planes * WidthBytes(pixels);
-  for (unsigned p = 0; p < planes; ++p)
+  for (unsigned p = 0; p < planes; ++p) {
     masks += PackBitPlanes(source + p * pixels, pixels, widths + p * WidthBytes(pixels), masks);
+    (*zeros)[p] = ZeroWidths(widths + p * WidthBytes(pixels), PlaneBlocks(pixels));
+  }
   return static_cast<std::uint64_t>(masks - out);
 }
 
@@ -210,7 +224,8 @@ bool PixelCodecTakes(std::uint32_t type) {
 }
 
 OdvStatus EncodePixels(std::uint32_t type, std::uint32_t width, std::uint32_t height, const std::uint8_t* rows,
-                       std::uint64_t stride, std::uint64_t sliceLimit, unsigned threads, Buffer* out) {
+                       std::uint64_t stride, std::uint64_t sliceLimit, unsigned threads, Buffer* out,
+                       double* quietShare) {
   Layout layout;
   if (!LayoutOf(type, width, height, &layout) || width == 0 || height == 0) return ODV_E_ARGUMENT;
   const Slicing slicing = SlicesFor(layout, sliceLimit);
@@ -234,12 +249,13 @@ OdvStatus EncodePixels(std::uint32_t type, std::uint32_t width, std::uint32_t he
     return ODV_E_NO_MEMORY;
   }
   std::vector<std::uint64_t> sizes(slicing.slices, 0);
+  std::vector<PlaneZeros> zeros(slicing.slices, PlaneZeros{});
   std::atomic<bool> failed{false};
   const auto encode = [&](std::uint64_t s, std::uint8_t* at) {
     try {
       const std::uint32_t first = slicing.FirstRow(static_cast<std::uint32_t>(s));
       sizes[s] = EncodeSlice(layout, code, rows + first * stride, stride,
-                             slicing.Rows(static_cast<std::uint32_t>(s), height), at);
+                             slicing.Rows(static_cast<std::uint32_t>(s), height), at, &zeros[s]);
     } catch (...) {
       failed = true;
     }
@@ -261,6 +277,18 @@ OdvStatus EncodePixels(std::uint32_t type, std::uint32_t width, std::uint32_t he
   if (failed) return ODV_E_NO_MEMORY;
   for (std::uint32_t s = 0; s < slicing.slices; ++s) PutU32(base + kHeaderBytes + 4ull * s, static_cast<std::uint32_t>(sizes[s]));
   out->size = end;
+  if (quietShare != nullptr) {
+    // The plane with the fewest quiet blocks speaks for the frame: a
+    // constant alpha or an unused high byte is quiet in any frame.
+    std::uint64_t blocks = 0, fewest = UINT64_MAX;
+    for (std::uint32_t s = 0; s < slicing.slices; ++s) blocks += PlaneBlocks(std::uint64_t{slicing.Rows(s, height)} * width);
+    for (unsigned p = 0; p < layout.pixelBytes; ++p) {
+      std::uint64_t quiet = 0;
+      for (const PlaneZeros& z : zeros) quiet += z[p];
+      fewest = std::min(fewest, quiet);
+    }
+    *quietShare = double(fewest) / double(blocks);
+  }
   return ODV_SUCCESS;
 }
 

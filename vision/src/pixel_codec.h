@@ -35,8 +35,12 @@ bool PixelCodecTakes(std::uint32_t type);
 // Packs width x height pixels (width, height >= 1) whose lines start `stride`
 // bytes apart at `rows`. Slices hold at most `sliceLimit` raw bytes where a
 // line fits in that; `threads` may share the slices.
+// Where `quietShare` isn't null it receives the share of blocks (0 to 1) whose
+// residuals were all zero, in the byte plane with the fewest such blocks:
+// near 0 for any frame with sensor noise.
 OdvStatus EncodePixels(std::uint32_t type, std::uint32_t width, std::uint32_t height, const std::uint8_t* rows,
-                       std::uint64_t stride, std::uint64_t sliceLimit, unsigned threads, Buffer* out);
+                       std::uint64_t stride, std::uint64_t sliceLimit, unsigned threads, Buffer* out,
+                       double* quietShare = nullptr);
 
 // A payload that has passed CheckPixels: where its slices lie.
 struct PixelPlan {

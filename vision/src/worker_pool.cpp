@@ -7,8 +7,6 @@
 #include <thread>
 #include <vector>
 
-#include "odvissvc/odvissvc.h"
-
 namespace odv {
 
 namespace {
@@ -98,6 +96,10 @@ WorkerPool& Pool() {
 
 unsigned PackingThreads() { return packingThreads.load(std::memory_order_relaxed); }
 
+void SetPackingThreadCount(unsigned count) {
+  packingThreads.store(count == 0 ? Processors() : count, std::memory_order_relaxed);
+}
+
 void ParallelFor(std::size_t count, unsigned threads, const std::function<void(std::size_t)>& body) {
   if (count == 0) return;
   if (threads <= 1 || count == 1) {
@@ -108,11 +110,3 @@ void ParallelFor(std::size_t count, unsigned threads, const std::function<void(s
 }
 
 }  // namespace odv
-
-extern "C" OdvStatus SetPackingThreads(uint32_t count) {
-  if (count > 1024) return ODV_E_ARGUMENT;
-  odv::packingThreads.store(count == 0 ? odv::Processors() : count, std::memory_order_relaxed);
-  return ODV_SUCCESS;
-}
-
-extern "C" uint32_t GetPackingThreads(void) { return odv::PackingThreads(); }

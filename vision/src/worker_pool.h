@@ -12,6 +12,8 @@ namespace odv {
 
 // Threads that pack and unpack one image (SetPackingThreads), at least 1.
 unsigned PackingThreads();
+// Sets it; 0 means one thread per processor.
+void SetPackingThreadCount(unsigned count);
 
 // Calls body(i) for every i below count, on up to `threads` threads, the
 // caller's included, and returns when all calls have returned. One job runs
