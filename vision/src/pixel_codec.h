@@ -33,7 +33,7 @@ namespace odv {
 bool PixelCodecTakes(std::uint32_t type);
 
 // Packs width x height pixels (width, height >= 1) whose lines start `stride`
-// bytes apart at `rows`. Slices hold at most `sliceLimit` raw bytes where a
+// bytes apart at `rows` (lines aligned to the type's element, as in images). Slices hold at most `sliceLimit` raw bytes where a
 // line fits in that; `threads` may share the slices.
 // Where `quietShare` isn't null it receives the share of blocks (0 to 1) whose
 // residuals were all zero, in the byte plane with the fewest such blocks:

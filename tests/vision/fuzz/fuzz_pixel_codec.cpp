@@ -24,7 +24,7 @@ void DecodeInto(std::uint32_t type, std::uint32_t width, std::uint32_t height, s
                 const std::uint8_t* payload, std::size_t size) {
   odv::PixelPlan plan;
   if (odv::CheckPixels(type, width, height, payload, size, &plan) != ODV_SUCCESS) return;
-  const std::uint64_t stride = std::uint64_t{width} * pixelBytes + 3;  // padded lines
+  const std::uint64_t stride = std::uint64_t{width + 3} * pixelBytes;  // padded lines
   std::vector<std::uint8_t> pixels(stride * height);
   odv::DecodePixels(plan, pixels.data(), stride, 1);
 }
