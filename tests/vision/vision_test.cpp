@@ -283,22 +283,46 @@ TEST(Packing, UnpaddedImagesOfManySizesRoundTripExactly) {
   }
 }
 
-TEST(Packing, EveryFlippedBitOfALargerUnpaddedImageIsRejectedBeforeTheTargetChanges) {
+// A flipped bit of the descriptor is refused before the target changes. The
+// pixels of an uncompressed image are hashed while they are copied into the
+// target, so a flipped pixel bit is refused after the copy: the target then
+// has the packed geometry and zeroed pixels, never the damaged ones.
+TEST(Packing, EveryFlippedBitOfALargerUnpaddedImageIsRejected) {
   ImagePtr source = Make(ODV_U8, 64, 18);  // 1152 bytes without padding: a full block and two stripes
   ASSERT_EQ(Word(source.get(), ODV_WORD_LINE_WIDTH), 64u);
   FillBytes(source.get(), 17);
   const std::vector<std::uint8_t> bytes = Pack(source.get(), ODV_COMPRESS_NONE);
-  ImagePtr target = Make(ODV_U16, 3, 2);
-  FillBytes(target.get(), 2);
   ImagePtr before = Make(ODV_U16, 3, 2);
   FillBytes(before.get(), 2);
+  ImagePtr zeros = Make(ODV_U8, 64, 18);
   for (std::size_t bit = 0; bit < bytes.size() * 8; ++bit) {
     std::vector<std::uint8_t> flipped = bytes;
     flipped[bit / 8] ^= static_cast<std::uint8_t>(1u << (bit % 8));
+    ImagePtr target = Make(ODV_U16, 3, 2);
+    FillBytes(target.get(), 2);
     Image* raw = target.get();
     ASSERT_NE(Unpack(flipped, &raw), ODV_SUCCESS) << "bit " << bit;
+    if (bit < 88 * 8) ASSERT_TRUE(SamePixels(before.get(), target.get())) << "descriptor bit " << bit;
+    else ASSERT_TRUE(SamePixels(zeros.get(), target.get())) << "payload bit " << bit;
   }
-  EXPECT_TRUE(SamePixels(before.get(), target.get()));
+}
+
+// The same for lines with padding, which are copied and hashed line by line.
+TEST(Packing, AFlippedPixelBitOfAPaddedImageLeavesZeros) {
+  ImagePtr source = Make(ODV_RGB32, 37, 11, 2);
+  FillBytes(source.get(), 5);
+  std::vector<std::uint8_t> bytes = Pack(source.get(), ODV_COMPRESS_NONE);
+  Image* good = nullptr;
+  ASSERT_EQ(Unpack(bytes, &good), ODV_SUCCESS);
+  ImagePtr goodOwner(good);
+  EXPECT_TRUE(SamePixels(source.get(), good));
+  bytes[bytes.size() - 5] ^= 0x10;
+  ImagePtr target = Make(ODV_RGB32, 37, 11, 1);
+  FillBytes(target.get(), 9);
+  Image* raw = target.get();
+  EXPECT_EQ(Unpack(bytes, &raw), ODV_E_CORRUPT);
+  ImagePtr zeros = Make(ODV_RGB32, 37, 11);
+  EXPECT_TRUE(SamePixels(zeros.get(), target.get()));
 }
 
 TEST(Packing, UnknownFormatAndBadArguments) {

@@ -224,10 +224,32 @@ OdvStatus ReadDescriptor(const std::uint8_t* bytes, std::uint64_t count, Descrip
 
 // Unpacks into *image (created where null) from a checked descriptor and a
 // payload of exactly its announced size.
+// Copies an uncompressed payload into the target's lines and hashes it in
+// the same pass; a payload whose hash fails leaves zeros, not its bytes.
+OdvStatus CopyRawChecked(const Descriptor& d, const std::uint8_t* payload, Image* target) {
+  const std::uint64_t rowBytes = target->RowBytes();
+  std::uint64_t check = 0;
+  if (target->Contiguous()) {
+    check = CopyAndHash(target->Row(0), payload, d.rawSize);
+  } else {
+    HashedCopy copy;
+    for (std::uint32_t y = 0; y < d.height; ++y) copy.Copy(target->Row(y), payload + y * rowBytes, rowBytes);
+    check = copy.Digest();
+  }
+  if (check == d.payloadCheck) return ODV_SUCCESS;
+  for (std::uint32_t y = 0; y < d.height; ++y) std::memset(target->Row(y), 0, rowBytes);
+  return ODV_E_CORRUPT;
+}
+
 OdvStatus Unpack(Image** image, const Descriptor& d, const std::uint8_t* payload) {
-  // The payload is checked before the target is touched, so that a refused
-  // image leaves the caller's image as it was.
-  if (d.payloadSize != 0 && HashPayload(payload, d.payloadSize) != d.payloadCheck) return ODV_E_CORRUPT;
+  // A compressed payload is checked before the target is touched, so that a
+  // refused image leaves the caller's image as it was. Uncompressed pixels
+  // are hashed while they are copied into the target instead, which spares
+  // a pass over the frame: the descriptor and all sizes are still checked
+  // first, but a payload whose hash then fails leaves the target with the
+  // packed geometry and zeroed pixels.
+  const bool uncompressed = d.codec == kCodecRaw;
+  if (!uncompressed && d.payloadSize != 0 && HashPayload(payload, d.payloadSize) != d.payloadCheck) return ODV_E_CORRUPT;
   // So is the structure of a pixel-codec payload.
   PixelPlan plan;
   if (d.codec == kCodecPixel) {
@@ -248,15 +270,7 @@ OdvStatus Unpack(Image** image, const Descriptor& d, const std::uint8_t* payload
   }
   if (d.bitDepth <= 8 * target->PixelSize()) target->header[ODV_WORD_BIT_DEPTH] = d.bitDepth;
   if (d.rawSize == 0) return ODV_SUCCESS;
-  if (d.codec == kCodecRaw) {
-    if (target->Contiguous()) {
-      std::memcpy(target->Row(0), payload, d.rawSize);
-    } else {
-      const std::uint64_t rowBytes = target->RowBytes();
-      for (std::uint32_t y = 0; y < d.height; ++y) std::memcpy(target->Row(y), payload + y * rowBytes, rowBytes);
-    }
-    return ODV_SUCCESS;
-  }
+  if (uncompressed) return CopyRawChecked(d, payload, target);
   if (d.codec == kCodecJpeg) return DecompressJpeg(payload, d.payloadSize, target);
   if (d.codec == kCodecPixel) return DecodePixels(plan, target->Row(0), target->LineBytes(), PackingThreads());
   if (target->Contiguous())
