@@ -324,6 +324,42 @@ TEST(PixelCodec, EveryPredictorInvertsOnEveryRowLength) {
   }
 }
 
+TEST(PixelCodec, EveryShareOfGreenIsUndone) {
+  for (unsigned bytes : {1u, 2u}) {
+    std::vector<std::uint8_t> residual(37 * 4 * bytes);
+    for (std::size_t i = 0; i < residual.size(); ++i) residual[i] = static_cast<std::uint8_t>(i * 151 + 7);
+    for (unsigned blue = 0; blue < odv::kColourModes; ++blue) {
+      for (unsigned red = 0; red < odv::kColourModes; ++red) {
+        std::vector<std::uint8_t> coded = residual;
+        odv::DecorrelateColours(bytes, blue, red, 37, coded.data(), false);
+        odv::DecorrelateColours(bytes, blue, red, 37, coded.data(), true);
+        ASSERT_EQ(coded, residual) << bytes << " " << blue << " " << red;
+      }
+    }
+  }
+}
+
+// Colour pixels whose blue falls as green rises: the encoder finds that blue
+// is best coded against minus green, and red against half of green.
+TEST(PixelCodec, ColourResidualsAreCodedAgainstGreen) {
+  ImagePtr source = Make(ODV_RGB32, 256, 48);
+  ASSERT_EQ(FillTestPattern(source.get(), 1, 3, 5), ODV_SUCCESS);  // blue = 255 - value, red = value / 2 + ...
+  odv::Buffer payload;
+  ASSERT_EQ(odv::EncodePixels(ODV_RGB32, 256, 48, Row(source.get(), 0), Stride(source.get()), 1 << 20, 1, &payload),
+            ODV_SUCCESS);
+  const std::uint8_t colours = payload.data.get()[16 + 4 + 1];
+  EXPECT_EQ(colours & 7, 2) << int(colours);
+  EXPECT_EQ(colours >> 3, 3) << int(colours);
+  odv::PixelPlan plan;
+  ASSERT_EQ(odv::CheckPixels(ODV_RGB32, 256, 48, payload.data.get(), payload.size, &plan), ODV_SUCCESS);
+  ImagePtr target = Make(ODV_RGB32, 256, 48);
+  ASSERT_EQ(odv::DecodePixels(plan, Row(target.get(), 0), Stride(target.get()), 1), ODV_SUCCESS);
+  EXPECT_TRUE(SamePixels(source.get(), target.get()));
+  std::vector<std::uint8_t> bytes(payload.data.get(), payload.data.get() + payload.size);
+  bytes[16 + 4 + 1] = 5;  // no such share
+  EXPECT_EQ(odv::CheckPixels(ODV_RGB32, 256, 48, bytes.data(), bytes.size(), &plan), ODV_E_CORRUPT);
+}
+
 TEST(PixelCodec, BitPlanesOfEveryWidthAndCount) {
   for (std::size_t count = 1; count < 200; count += 7) {
     for (unsigned k = 0; k <= 8; ++k) {

@@ -68,6 +68,13 @@ std::uint32_t GetU32(const std::uint8_t* p) {
   return v;
 }
 
+// What a slice says about its coding: the predictor code (kind, mosaic bit)
+// and the colour code (blue's mode in bits 0-2, red's in bits 3-5).
+struct Coding {
+  std::uint8_t predictor = 0;
+  std::uint8_t colours = 0;
+};
+
 // Scratch of one thread: the residuals of a slice and one byte plane.
 struct Scratch {
   std::vector<std::uint8_t> residual, plane;
@@ -101,8 +108,9 @@ using PlaneZeros = std::array<std::uint64_t, 8>;
 
 // Codes one slice of `rows` lines starting at `first`; returns its size and
 // counts the blocks of zeros of each plane into `zeros`.
-std::uint64_t EncodeSlice(const Layout& layout, std::uint8_t code, const std::uint8_t* first, std::uint64_t stride,
+std::uint64_t EncodeSlice(const Layout& layout, Coding coding, const std::uint8_t* first, std::uint64_t stride,
                           std::uint32_t rows, std::uint8_t* out, PlaneZeros* zeros) {
+  const std::uint8_t code = coding.predictor;
   const bool mosaic = (code & kMosaicBit) != 0;
   const Predictor predictor = static_cast<Predictor>(code & 3);
   const RowGeometry row = layout.Row(mosaic);
@@ -114,6 +122,8 @@ std::uint64_t EncodeSlice(const Layout& layout, std::uint8_t code, const std::ui
   for (std::uint32_t y = 0; y < rows; ++y)
     ResidualRow(row, predictor, first + y * stride, y >= up ? first + (y - up) * stride : nullptr,
                 scratch.residual.data() + y * rowBytes);
+  DecorrelateColours(layout.elementBytes, coding.colours & 7, coding.colours >> 3, pixels, scratch.residual.data(),
+                     false);
   const std::uint8_t* source = scratch.residual.data();
   if (planes > 1) {
     scratch.plane.resize(pixels * planes);
@@ -121,7 +131,8 @@ std::uint64_t EncodeSlice(const Layout& layout, std::uint8_t code, const std::ui
     source = scratch.plane.data();
   }
   out[0] = code;
-  out[1] = out[2] = out[3] = 0;
+  out[1] = coding.colours;
+  out[2] = out[3] = 0;
   std::uint8_t* widths = out + kSliceHeaderBytes;
   std::uint8_t* masks = widths + planes * WidthBytes(pixels);
   for (unsigned p = 0; p < planes; ++p) {
@@ -157,19 +168,28 @@ void DecodeSlice(const Layout& layout, const std::uint8_t* in, std::uint8_t* fir
     masks += bytes;
   }
   if (planes > 1) MergePlanes(scratch.plane.data(), pixels, planes, scratch.residual.data());
+  DecorrelateColours(layout.elementBytes, in[1] & 7, in[1] >> 3, pixels, scratch.residual.data(), true);
   for (std::uint32_t y = 0; y < rows; ++y)
     ReconstructRow(row, predictor, scratch.residual.data() + y * rowBytes,
                    y >= up ? first + (y - up) * stride : nullptr, first + y * stride);
 }
 
-// Bits the masks of one line would take under a predictor code.
-std::uint64_t LineCost(const Layout& layout, std::uint8_t code, const std::uint8_t* line, std::uint64_t stride) {
-  const bool mosaic = (code & kMosaicBit) != 0;
+// Residuals of one line under a coding, into scratch.residual.
+void LineResidual(const Layout& layout, Coding coding, const std::uint8_t* line, std::uint64_t stride) {
+  const bool mosaic = (coding.predictor & kMosaicBit) != 0;
+  scratch.residual.resize(std::size_t{layout.width} * layout.pixelBytes);
+  ResidualRow(layout.Row(mosaic), static_cast<Predictor>(coding.predictor & 3), line, line - (mosaic ? 2 : 1) * stride,
+              scratch.residual.data());
+  DecorrelateColours(layout.elementBytes, coding.colours & 7, coding.colours >> 3, layout.width,
+                     scratch.residual.data(), false);
+}
+
+// Bits the masks of planes [first, last) of one line take under a coding.
+std::uint64_t LineCost(const Layout& layout, Coding coding, const std::uint8_t* line, std::uint64_t stride,
+                       unsigned first, unsigned last) {
+  LineResidual(layout, coding, line, stride);
   const std::size_t pixels = layout.width;
   const unsigned planes = layout.pixelBytes;
-  scratch.residual.resize(pixels * planes);
-  ResidualRow(layout.Row(mosaic), static_cast<Predictor>(code & 3), line, line - (mosaic ? 2 : 1) * stride,
-              scratch.residual.data());
   const std::uint8_t* source = scratch.residual.data();
   if (planes > 1) {
     scratch.plane.resize(pixels * planes);
@@ -177,31 +197,53 @@ std::uint64_t LineCost(const Layout& layout, std::uint8_t code, const std::uint8
     source = scratch.plane.data();
   }
   std::uint64_t bits = 0;
-  for (unsigned p = 0; p < planes; ++p) bits += PlaneBits(source + p * pixels, pixels);
+  for (unsigned p = first; p < last; ++p) bits += PlaneBits(source + p * pixels, pixels);
   return bits;
 }
 
-// The predictor code that spends the fewest bits on a few lines spread over
-// the image; the smooth prediction where the image is too small to tell.
-std::uint8_t ChoosePredictor(const Layout& layout, const std::uint8_t* rows, std::uint64_t stride) {
-  constexpr std::uint8_t kDefault = static_cast<std::uint8_t>(Predictor::kSmooth);
-  if (layout.height < 3 || layout.width < 64) return kDefault;
+// The coding that spends the fewest bits on a few lines spread over the
+// image: first the predictor, then, for colour pixels, the share of green
+// taken from blue and from red (each judged on its own planes). The smooth
+// prediction where the image is too small to tell.
+Coding ChooseCoding(const Layout& layout, const std::uint8_t* rows, std::uint64_t stride) {
+  Coding best;
+  best.predictor = static_cast<std::uint8_t>(Predictor::kSmooth);
+  if (layout.height < 3 || layout.width < 64) return best;
   constexpr std::uint32_t kSamples = 6;
   std::uint32_t lines[kSamples];
   for (std::uint32_t k = 0; k < kSamples; ++k) lines[k] = 2 + (layout.height - 3) * k / (kSamples - 1);
-  std::uint8_t best = kDefault;
+  const auto cost = [&](Coding coding, unsigned first, unsigned last) {
+    std::uint64_t bits = 0;
+    for (std::uint32_t k = 0; k < kSamples; ++k) bits += LineCost(layout, coding, rows + lines[k] * stride, stride, first, last);
+    return bits;
+  };
   std::uint64_t bestBits = UINT64_MAX;
   const unsigned variants = layout.channels == 1 ? 2 : 1;
   for (unsigned variant = 0; variant < variants; ++variant) {
     for (unsigned kind = 0; kind < kPredictors; ++kind) {
-      const auto code = static_cast<std::uint8_t>(kind | (variant == 1 ? kMosaicBit : 0));
-      std::uint64_t bits = 0;
-      for (std::uint32_t k = 0; k < kSamples; ++k) bits += LineCost(layout, code, rows + lines[k] * stride, stride);
+      const Coding coding{static_cast<std::uint8_t>(kind | (variant == 1 ? kMosaicBit : 0)), 0};
+      const std::uint64_t bits = cost(coding, 0, layout.pixelBytes);
       if (bits < bestBits) {
         bestBits = bits;
-        best = code;
+        best = coding;
       }
     }
+  }
+  if (layout.channels != 4) return best;
+  const unsigned e = layout.elementBytes;
+  for (unsigned channel : {0u, 2u}) {  // blue, red
+    unsigned bestMode = 0;
+    std::uint64_t fewest = UINT64_MAX;
+    for (unsigned mode = 0; mode < kColourModes; ++mode) {
+      Coding coding = best;
+      coding.colours = static_cast<std::uint8_t>(channel == 0 ? mode : mode << 3);
+      const std::uint64_t bits = cost(coding, channel * e, (channel + 1) * e);
+      if (bits < fewest) {
+        fewest = bits;
+        bestMode = mode;
+      }
+    }
+    best.colours = static_cast<std::uint8_t>(best.colours | (channel == 0 ? bestMode : bestMode << 3));
   }
   return best;
 }
@@ -242,9 +284,9 @@ OdvStatus EncodePixels(std::uint32_t type, std::uint32_t width, std::uint32_t he
   PutU32(base + 4, slicing.rowsPerSlice);
   PutU32(base + 8, slicing.slices);
   PutU32(base + 12, 0);
-  std::uint8_t code = 0;
+  Coding code;
   try {
-    code = ChoosePredictor(layout, rows, stride);
+    code = ChooseCoding(layout, rows, stride);
   } catch (const std::bad_alloc&) {
     return ODV_E_NO_MEMORY;
   }
@@ -327,7 +369,9 @@ OdvStatus CheckPixels(std::uint32_t type, std::uint32_t width, std::uint32_t hei
     const std::uint64_t widthBytes = WidthBytes(pixels);
     if (sliceSize < kSliceHeaderBytes + layout.pixelBytes * widthBytes) return ODV_E_TRUNCATED;
     const std::uint8_t code = slice[0];
-    if ((code & ~(kMosaicBit | 3u)) != 0 || ((code & kMosaicBit) != 0 && layout.channels != 1) || slice[1] != 0 ||
+    const std::uint8_t colours = slice[1];
+    if ((code & ~(kMosaicBit | 3u)) != 0 || ((code & kMosaicBit) != 0 && layout.channels != 1) ||
+        (colours != 0 && layout.channels != 4) || (colours & 7) >= kColourModes || (colours >> 3) >= kColourModes ||
         slice[2] != 0 || slice[3] != 0)
       return ODV_E_CORRUPT;
     std::uint64_t masks = 0;

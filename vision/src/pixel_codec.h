@@ -10,7 +10,10 @@
 // Slice:
 //   u8 predictor: bits 0-1 the kind (pixel_predictors.h), bit 2 set for a
 //      Bayer mosaic (same-coloured neighbours two pixels and two lines away;
-//      one-channel types only); u8 and u16 zero
+//      one-channel types only)
+//   u8 colours: the share of the green residual taken from blue (bits 0-2)
+//      and from red (bits 3-5), as DecorrelateColours; four-channel types only
+//   u16 zero
 //   for each byte of the pixel in turn (a "plane": byte p of every pixel of
 //   the slice, after prediction), the width nibbles of its blocks; then for
 //   each plane its masks
@@ -18,8 +21,8 @@
 // and the four channels of RGB32 and HSL32, u16 for U16, I16 and the four
 // channels of RGBU64); splitting the pixel into byte planes keeps a quiet
 // high byte or a constant alpha channel from widening the blocks of the
-// noisy ones. The encoder picks one predictor per image by the bits it would
-// spend on sample rows, and writes it into every slice.
+// noisy ones. The encoder picks one predictor and colour coding per image by
+// the bits they would spend on sample rows, and writes them into every slice.
 #pragma once
 
 #include <cstdint>

@@ -1,6 +1,7 @@
 #include "pixel_predictors.h"
 
 #include <algorithm>
+#include <type_traits>
 
 #include "cpu_features.h"
 
@@ -206,7 +207,52 @@ __attribute__((target("avx2"))) void AddUpAvx2(const RowGeometry& row, const std
 }
 #endif
 
+template <typename T, unsigned kMode, bool kRestore>
+[[gnu::always_inline]] inline void ShareOfGreen(T* __restrict r, std::size_t pixels, std::size_t channel) {
+  using Z = Zigzag<T>;
+  using Signed = std::make_signed_t<T>;
+  for (std::size_t i = 0; i < pixels; ++i) {
+    const int green = static_cast<Signed>(Z::From(r[4 * i + 1]));
+    int share = 0;
+    if constexpr (kMode == 1) share = green;
+    if constexpr (kMode == 2) share = -green;
+    if constexpr (kMode == 3) share = green >> 1;
+    if constexpr (kMode == 4) share = -(green >> 1);
+    const unsigned own = Z::From(r[4 * i + channel]);
+    r[4 * i + channel] = Z::To(kRestore ? own + static_cast<unsigned>(share) : own - static_cast<unsigned>(share));
+  }
+}
+
+template <typename T, bool kRestore>
+void Decorrelate(T* r, std::size_t pixels, std::size_t channel, unsigned mode) {
+  switch (mode) {
+    case 1: return ShareOfGreen<T, 1, kRestore>(r, pixels, channel);
+    case 2: return ShareOfGreen<T, 2, kRestore>(r, pixels, channel);
+    case 3: return ShareOfGreen<T, 3, kRestore>(r, pixels, channel);
+    case 4: return ShareOfGreen<T, 4, kRestore>(r, pixels, channel);
+    default: return;
+  }
+}
+
+template <typename T>
+void DecorrelateBoth(T* r, unsigned blueMode, unsigned redMode, std::size_t pixels, bool restore) {
+  if (restore) {
+    Decorrelate<T, true>(r, pixels, 0, blueMode);
+    Decorrelate<T, true>(r, pixels, 2, redMode);
+  } else {
+    Decorrelate<T, false>(r, pixels, 0, blueMode);
+    Decorrelate<T, false>(r, pixels, 2, redMode);
+  }
+}
+
 }  // namespace
+
+void DecorrelateColours(unsigned elementBytes, unsigned blueMode, unsigned redMode, std::size_t pixels,
+                        std::uint8_t* residual, bool restore) {
+  if (blueMode == 0 && redMode == 0) return;
+  if (elementBytes == 1) return DecorrelateBoth(residual, blueMode, redMode, pixels, restore);
+  DecorrelateBoth(reinterpret_cast<std::uint16_t*>(residual), blueMode, redMode, pixels, restore);
+}
 
 void ResidualRow(const RowGeometry& row, Predictor predictor, const std::uint8_t* current, const std::uint8_t* up,
                  std::uint8_t* residual) {

@@ -41,4 +41,15 @@ void ResidualRow(const RowGeometry& row, Predictor predictor, const std::uint8_t
 void ReconstructRow(const RowGeometry& row, Predictor predictor, const std::uint8_t* residual, const std::uint8_t* up,
                     std::uint8_t* current);
 
+// Colour residuals of four-channel pixels (blue, green, red, alpha) follow
+// each other: an edge or a change of light moves all three. Before coding,
+// the residual of blue and of red each lose a share of the green residual
+// of the same pixel, chosen per image: 0 none, 1 all of it, 2 minus all of
+// it, 3 half of it, 4 minus half of it (halves rounded towards minus
+// infinity). Works on zigzagged residuals of `pixels` pixels, in place;
+// `restore` undoes it.
+inline constexpr unsigned kColourModes = 5;
+void DecorrelateColours(unsigned elementBytes, unsigned blueMode, unsigned redMode, std::size_t pixels,
+                        std::uint8_t* residual, bool restore);
+
 }  // namespace odv
