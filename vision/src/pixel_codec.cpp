@@ -81,21 +81,6 @@ struct Scratch {
 };
 thread_local Scratch scratch;
 
-// Byte p of every pixel of `interleaved` into plane p.
-void SplitPlanes(const std::uint8_t* interleaved, std::size_t pixels, unsigned planes, std::uint8_t* out) {
-  for (unsigned p = 0; p < planes; ++p) {
-    std::uint8_t* plane = out + p * pixels;
-    for (std::size_t i = 0; i < pixels; ++i) plane[i] = interleaved[i * planes + p];
-  }
-}
-
-void MergePlanes(const std::uint8_t* in, std::size_t pixels, unsigned planes, std::uint8_t* interleaved) {
-  for (unsigned p = 0; p < planes; ++p) {
-    const std::uint8_t* plane = in + p * pixels;
-    for (std::size_t i = 0; i < pixels; ++i) interleaved[i * planes + p] = plane[i];
-  }
-}
-
 // Width nibbles of zero among `blocks` blocks.
 std::uint64_t ZeroWidths(const std::uint8_t* widths, std::uint64_t blocks) {
   std::uint64_t zeros = 0;
@@ -122,13 +107,19 @@ std::uint64_t EncodeSlice(const Layout& layout, Coding coding, const std::uint8_
   for (std::uint32_t y = 0; y < rows; ++y)
     ResidualRow(row, predictor, first + y * stride, y >= up ? first + (y - up) * stride : nullptr,
                 scratch.residual.data() + y * rowBytes);
-  DecorrelateColours(layout.elementBytes, coding.colours & 7, coding.colours >> 3, pixels, scratch.residual.data(),
-                     false);
+  const bool bytePlanes = layout.elementBytes == 1;  // each channel is one plane
+  if (!bytePlanes)
+    DecorrelateColours(layout.elementBytes, coding.colours & 7, coding.colours >> 3, pixels, scratch.residual.data(),
+                       false);
   const std::uint8_t* source = scratch.residual.data();
   if (planes > 1) {
     scratch.plane.resize(pixels * planes);
-    SplitPlanes(scratch.residual.data(), pixels, planes, scratch.plane.data());
-    source = scratch.plane.data();
+    std::uint8_t* split = scratch.plane.data();
+    SplitPlanes(scratch.residual.data(), pixels, planes, split);
+    if (bytePlanes)
+      DecorrelateColourPlanes(coding.colours & 7, coding.colours >> 3, pixels, split, split + pixels,
+                              split + 2 * pixels, false);
+    source = split;
   }
   out[0] = code;
   out[1] = coding.colours;
@@ -167,8 +158,12 @@ void DecodeSlice(const Layout& layout, const std::uint8_t* in, std::uint8_t* fir
     UnpackBitPlanes(w, masks, pixels, target + p * pixels);
     masks += bytes;
   }
+  if (planes > 1 && layout.elementBytes == 1) {
+    std::uint8_t* split = scratch.plane.data();
+    DecorrelateColourPlanes(in[1] & 7, in[1] >> 3, pixels, split, split + pixels, split + 2 * pixels, true);
+  }
   if (planes > 1) MergePlanes(scratch.plane.data(), pixels, planes, scratch.residual.data());
-  DecorrelateColours(layout.elementBytes, in[1] & 7, in[1] >> 3, pixels, scratch.residual.data(), true);
+  if (layout.elementBytes != 1) DecorrelateColours(layout.elementBytes, in[1] & 7, in[1] >> 3, pixels, scratch.residual.data(), true);
   for (std::uint32_t y = 0; y < rows; ++y)
     ReconstructRow(row, predictor, scratch.residual.data() + y * rowBytes,
                    y >= up ? first + (y - up) * stride : nullptr, first + y * stride);

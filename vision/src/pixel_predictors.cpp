@@ -6,7 +6,7 @@
 #include "cpu_features.h"
 
 #if defined(__x86_64__)
-#include <emmintrin.h>
+#include <immintrin.h>
 #endif
 
 namespace odv {
@@ -245,7 +245,148 @@ void DecorrelateBoth(T* r, unsigned blueMode, unsigned redMode, std::size_t pixe
   }
 }
 
+template <unsigned kMode, bool kRestore>
+[[gnu::always_inline]] inline void PlaneShare(std::size_t n, std::uint8_t* __restrict own, const std::uint8_t* __restrict green) {
+  for (std::size_t i = 0; i < n; ++i) {
+    const auto g = static_cast<std::int8_t>((green[i] >> 1) ^ (0u - (green[i] & 1u)));
+    int share = 0;
+    if constexpr (kMode == 1) share = g;
+    if constexpr (kMode == 2) share = -g;
+    if constexpr (kMode == 3) share = g >> 1;
+    if constexpr (kMode == 4) share = -(g >> 1);
+    const auto value = static_cast<std::uint8_t>((own[i] >> 1) ^ (0u - (own[i] & 1u)));
+    const auto shifted = static_cast<std::uint8_t>(kRestore ? value + share : value - share);
+    own[i] = static_cast<std::uint8_t>((shifted << 1) ^ (0u - (shifted >> 7)));
+  }
+}
+
+template <bool kRestore>
+[[gnu::always_inline]] inline void PlaneShareOf(unsigned mode, std::size_t n, std::uint8_t* own, const std::uint8_t* green) {
+  switch (mode) {
+    case 1: return PlaneShare<1, kRestore>(n, own, green);
+    case 2: return PlaneShare<2, kRestore>(n, own, green);
+    case 3: return PlaneShare<3, kRestore>(n, own, green);
+    case 4: return PlaneShare<4, kRestore>(n, own, green);
+    default: return;
+  }
+}
+
+[[gnu::always_inline]] inline void PlanesBody(unsigned blueMode, unsigned redMode, std::size_t n, std::uint8_t* blue,
+                                              const std::uint8_t* green, std::uint8_t* red, bool restore) {
+  if (restore) {
+    PlaneShareOf<true>(blueMode, n, blue, green);
+    PlaneShareOf<true>(redMode, n, red, green);
+  } else {
+    PlaneShareOf<false>(blueMode, n, blue, green);
+    PlaneShareOf<false>(redMode, n, red, green);
+  }
+}
+
+void PlanesPortable(unsigned blueMode, unsigned redMode, std::size_t n, std::uint8_t* blue, const std::uint8_t* green,
+                    std::uint8_t* red, bool restore) {
+  PlanesBody(blueMode, redMode, n, blue, green, red, restore);
+}
+
+#if defined(__x86_64__)
+__attribute__((target("avx2"))) void PlanesAvx2(unsigned blueMode, unsigned redMode, std::size_t n, std::uint8_t* blue,
+                                                 const std::uint8_t* green, std::uint8_t* red, bool restore) {
+  PlanesBody(blueMode, redMode, n, blue, green, red, restore);
+}
+
+// Four-byte pixels to planes, eight pixels at a time: a byte shuffle within
+// each half gathers each channel's four bytes, a dword permutation their
+// halves.
+__attribute__((target("avx2"))) std::size_t SplitFourAvx2(const std::uint8_t* in, std::size_t pixels, std::uint8_t* out) {
+  const __m256i gather = _mm256_setr_epi8(0, 4, 8, 12, 1, 5, 9, 13, 2, 6, 10, 14, 3, 7, 11, 15,  //
+                                          0, 4, 8, 12, 1, 5, 9, 13, 2, 6, 10, 14, 3, 7, 11, 15);
+  const __m256i order = _mm256_setr_epi32(0, 4, 1, 5, 2, 6, 3, 7);
+  std::size_t i = 0;
+  for (; i + 8 <= pixels; i += 8) {
+    __m256i v = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(in + 4 * i));
+    v = _mm256_permutevar8x32_epi32(_mm256_shuffle_epi8(v, gather), order);
+    const __m128i low = _mm256_castsi256_si128(v), high = _mm256_extracti128_si256(v, 1);
+    _mm_storel_epi64(reinterpret_cast<__m128i*>(out + i), low);
+    _mm_storel_epi64(reinterpret_cast<__m128i*>(out + pixels + i), _mm_unpackhi_epi64(low, low));
+    _mm_storel_epi64(reinterpret_cast<__m128i*>(out + 2 * pixels + i), high);
+    _mm_storel_epi64(reinterpret_cast<__m128i*>(out + 3 * pixels + i), _mm_unpackhi_epi64(high, high));
+  }
+  return i;
+}
+
+__attribute__((target("avx2"))) std::size_t MergeFourAvx2(const std::uint8_t* in, std::size_t pixels, std::uint8_t* out) {
+  std::size_t i = 0;
+  const auto load = [](const std::uint8_t* p) { return _mm_loadl_epi64(reinterpret_cast<const __m128i*>(p)); };
+  for (; i + 8 <= pixels; i += 8) {
+    const __m256i b = _mm256_cvtepu8_epi32(load(in + i));
+    const __m256i g = _mm256_cvtepu8_epi32(load(in + pixels + i));
+    const __m256i r = _mm256_cvtepu8_epi32(load(in + 2 * pixels + i));
+    const __m256i a = _mm256_cvtepu8_epi32(load(in + 3 * pixels + i));
+    const __m256i v = _mm256_or_si256(_mm256_or_si256(b, _mm256_slli_epi32(g, 8)),
+                                      _mm256_or_si256(_mm256_slli_epi32(r, 16), _mm256_slli_epi32(a, 24)));
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(out + 4 * i), v);
+  }
+  return i;
+}
+
+// Two-byte pixels: low and high bytes.
+__attribute__((target("avx2"))) std::size_t SplitTwoAvx2(const std::uint8_t* in, std::size_t pixels, std::uint8_t* out) {
+  const __m256i gather = _mm256_setr_epi8(0, 2, 4, 6, 8, 10, 12, 14, 1, 3, 5, 7, 9, 11, 13, 15,  //
+                                          0, 2, 4, 6, 8, 10, 12, 14, 1, 3, 5, 7, 9, 11, 13, 15);
+  std::size_t i = 0;
+  for (; i + 16 <= pixels; i += 16) {
+    __m256i v = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(in + 2 * i));
+    v = _mm256_permute4x64_epi64(_mm256_shuffle_epi8(v, gather), 0xD8);
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(out + i), _mm256_castsi256_si128(v));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(out + pixels + i), _mm256_extracti128_si256(v, 1));
+  }
+  return i;
+}
+
+__attribute__((target("avx2"))) std::size_t MergeTwoAvx2(const std::uint8_t* in, std::size_t pixels, std::uint8_t* out) {
+  std::size_t i = 0;
+  for (; i + 16 <= pixels; i += 16) {
+    const __m256i low = _mm256_cvtepu8_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i*>(in + i)));
+    const __m256i high = _mm256_cvtepu8_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i*>(in + pixels + i)));
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(out + 2 * i), _mm256_or_si256(low, _mm256_slli_epi16(high, 8)));
+  }
+  return i;
+}
+#endif
+
 }  // namespace
+
+void DecorrelateColourPlanes(unsigned blueMode, unsigned redMode, std::size_t pixels, std::uint8_t* blue,
+                             const std::uint8_t* green, std::uint8_t* red, bool restore) {
+  if (blueMode == 0 && redMode == 0) return;
+#if defined(__x86_64__)
+  if (UseAvx2()) return PlanesAvx2(blueMode, redMode, pixels, blue, green, red, restore);
+#endif
+  PlanesPortable(blueMode, redMode, pixels, blue, green, red, restore);
+}
+
+void SplitPlanes(const std::uint8_t* interleaved, std::size_t pixels, unsigned planes, std::uint8_t* out) {
+  std::size_t done = 0;
+#if defined(__x86_64__)
+  if (UseAvx2() && planes == 4) done = SplitFourAvx2(interleaved, pixels, out);
+  if (UseAvx2() && planes == 2) done = SplitTwoAvx2(interleaved, pixels, out);
+#endif
+  for (unsigned p = 0; p < planes; ++p) {
+    std::uint8_t* plane = out + p * pixels;
+    for (std::size_t i = done; i < pixels; ++i) plane[i] = interleaved[i * planes + p];
+  }
+}
+
+void MergePlanes(const std::uint8_t* in, std::size_t pixels, unsigned planes, std::uint8_t* interleaved) {
+  std::size_t done = 0;
+#if defined(__x86_64__)
+  if (UseAvx2() && planes == 4) done = MergeFourAvx2(in, pixels, interleaved);
+  if (UseAvx2() && planes == 2) done = MergeTwoAvx2(in, pixels, interleaved);
+#endif
+  for (unsigned p = 0; p < planes; ++p) {
+    const std::uint8_t* plane = in + p * pixels;
+    for (std::size_t i = done; i < pixels; ++i) interleaved[i * planes + p] = plane[i];
+  }
+}
 
 void DecorrelateColours(unsigned elementBytes, unsigned blueMode, unsigned redMode, std::size_t pixels,
                         std::uint8_t* residual, bool restore) {

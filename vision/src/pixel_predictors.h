@@ -52,4 +52,14 @@ inline constexpr unsigned kColourModes = 5;
 void DecorrelateColours(unsigned elementBytes, unsigned blueMode, unsigned redMode, std::size_t pixels,
                         std::uint8_t* residual, bool restore);
 
+// The same on 8-bit channels split into planes: the blue and red planes
+// against the green one.
+void DecorrelateColourPlanes(unsigned blueMode, unsigned redMode, std::size_t pixels, std::uint8_t* blue,
+                             const std::uint8_t* green, std::uint8_t* red, bool restore);
+
+// Byte p of every pixel of `interleaved` (pixels of `planes` bytes) into
+// plane p of `out`, planes `pixels` bytes apart; and back.
+void SplitPlanes(const std::uint8_t* interleaved, std::size_t pixels, unsigned planes, std::uint8_t* out);
+void MergePlanes(const std::uint8_t* in, std::size_t pixels, unsigned planes, std::uint8_t* interleaved);
+
 }  // namespace odv
