@@ -39,13 +39,16 @@ class WorkerPool {
       count_ = count;
       next_.store(0, std::memory_order_relaxed);
       openSeats_ = helpers;
-      ++generation_;
+      generation_.fetch_add(1, std::memory_order_release);
     }
     wake_.notify_all();
     Drain(body, count);
+    // The last items may still run on a worker: wait a little actively, as
+    // they take microseconds and waking from a sleep takes about as long.
+    for (int spin = 0; spin < kSpins && busy_.load(std::memory_order_acquire) != 0; ++spin) Pause();
     std::unique_lock<std::mutex> lock(mutex_);
     openSeats_ = 0;  // no worker joins this job any more
-    idle_.wait(lock, [this] { return busy_ == 0; });
+    idle_.wait(lock, [this] { return busy_.load(std::memory_order_relaxed) == 0; });
     body_ = nullptr;
   }
 
@@ -60,19 +63,37 @@ class WorkerPool {
     std::uint64_t seen = 0;
     std::unique_lock<std::mutex> lock(mutex_);
     for (;;) {
-      wake_.wait(lock, [&] { return stop_ || (generation_ != seen && openSeats_ > 0); });
+      if (generation_.load(std::memory_order_relaxed) == seen) {
+        // Frames tend to come one after the other: look out for the next
+        // job for a short while before going to sleep.
+        lock.unlock();
+        for (int spin = 0; spin < kSpins && generation_.load(std::memory_order_acquire) == seen; ++spin) Pause();
+        lock.lock();
+      }
+      wake_.wait(lock, [&] { return stop_ || (generation_.load(std::memory_order_relaxed) != seen && openSeats_ > 0); });
       if (stop_) return;
-      seen = generation_;
+      seen = generation_.load(std::memory_order_relaxed);
       --openSeats_;
-      ++busy_;
+      busy_.fetch_add(1, std::memory_order_relaxed);
       const std::function<void(std::size_t)>* body = body_;
       const std::size_t count = count_;
       lock.unlock();
       Drain(*body, count);
       lock.lock();
-      if (--busy_ == 0) idle_.notify_all();
+      if (busy_.fetch_sub(1, std::memory_order_acq_rel) == 1) idle_.notify_all();
     }
   }
+
+  static void Pause() {
+#if defined(__x86_64__)
+    __builtin_ia32_pause();
+#else
+    std::this_thread::yield();
+#endif
+  }
+
+  // About a hundred microseconds of pauses.
+  static constexpr int kSpins = 4000;
 
   std::mutex jobMutex_;
   std::mutex mutex_;
@@ -82,8 +103,8 @@ class WorkerPool {
   std::size_t count_ = 0;
   std::atomic<std::size_t> next_{0};
   unsigned openSeats_ = 0;
-  unsigned busy_ = 0;
-  std::uint64_t generation_ = 0;
+  std::atomic<unsigned> busy_{0};
+  std::atomic<std::uint64_t> generation_{0};
   bool stop_ = false;
 };
 
