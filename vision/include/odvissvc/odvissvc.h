@@ -218,7 +218,11 @@ typedef struct Array1D {
 } Array1D;
 
 /* Unpacks a stream-form image from the bytes of the array into *image,
- * creating the image where *image is null. */
+ * creating the image where *image is null. Packed data that fails a check
+ * leaves *image as it was, with one exception: uncompressed pixels are
+ * hashed while they are copied, so where only their hash fails, the image
+ * has the packed geometry and zeroed pixels (and the status is
+ * ODV_E_CORRUPT). The record form (RpcConvertToGRImage3) behaves the same. */
 ODV_API OdvStatus UnflattenImageFromArray1D(Image** image, const Array1D* array);
 
 /* Sets the text of a string handle; a null *handle gets a new handle. */
