@@ -24,7 +24,7 @@
 #include <jxl/decode.h>
 #include <jxl/encode.h>
 #endif
-#if defined(HAVE_LIBDEFLATE)
+#if defined(HAVE_DEFLATE)
 #include <libdeflate.h>
 #endif
 
@@ -359,7 +359,7 @@ void CodecTable(const TestFrame& spec) {
                  LZ4_decompress_safe(reinterpret_cast<const char*>(in.data()), reinterpret_cast<char*>(out.data()), int(n),
                                      int(out.size()));
                }));
-#if defined(HAVE_LIBDEFLATE)
+#if defined(HAVE_DEFLATE)
   libdeflate_compressor* deflater = libdeflate_alloc_compressor(1);
   libdeflate_decompressor* inflater = libdeflate_alloc_decompressor();
   PrintRow("libdeflate level 1", raw,
