@@ -7,6 +7,7 @@ packages=(
   libboost-dev
   nlohmann-json3-dev libcli11-dev
   libzstd-dev liblz4-dev libxxhash-dev libjpeg62-turbo-dev libpng-dev libopencv-imgproc-dev libopencv-core-dev
+  libcharls-dev libjxl-dev libdeflate-dev
   clang libclang-rt-14-dev
   python3-impacket tshark
 )

@@ -21,7 +21,7 @@ bash scripts/build.sh thread
 run_ctest build-thread -L threads
 CC=clang CXX=clang++ cmake -S . -B build-fuzz -DKELD_FUZZ=ON -DKELD_SANITIZE=address \
   $(command -v ninja >/dev/null && echo -G Ninja) >/dev/null
-cmake --build build-fuzz -j "$(nproc)" --target fuzzers fuzz_rpc_pdu
+cmake --build build-fuzz -j "$(nproc)" --target fuzzers fuzz_rpc_pdu fuzz_pixel_codec
 run_ctest build-fuzz -R '^fuzz_'
 
 awk '/tests failed out of/ { failed += $4; total += $NF }

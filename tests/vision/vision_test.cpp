@@ -283,22 +283,46 @@ TEST(Packing, UnpaddedImagesOfManySizesRoundTripExactly) {
   }
 }
 
-TEST(Packing, EveryFlippedBitOfALargerUnpaddedImageIsRejectedBeforeTheTargetChanges) {
+// A flipped bit of the descriptor is refused before the target changes. The
+// pixels of an uncompressed image are hashed while they are copied into the
+// target, so a flipped pixel bit is refused after the copy: the target then
+// has the packed geometry and zeroed pixels, never the damaged ones.
+TEST(Packing, EveryFlippedBitOfALargerUnpaddedImageIsRejected) {
   ImagePtr source = Make(ODV_U8, 64, 18);  // 1152 bytes without padding: a full block and two stripes
   ASSERT_EQ(Word(source.get(), ODV_WORD_LINE_WIDTH), 64u);
   FillBytes(source.get(), 17);
   const std::vector<std::uint8_t> bytes = Pack(source.get(), ODV_COMPRESS_NONE);
-  ImagePtr target = Make(ODV_U16, 3, 2);
-  FillBytes(target.get(), 2);
   ImagePtr before = Make(ODV_U16, 3, 2);
   FillBytes(before.get(), 2);
+  ImagePtr zeros = Make(ODV_U8, 64, 18);
   for (std::size_t bit = 0; bit < bytes.size() * 8; ++bit) {
     std::vector<std::uint8_t> flipped = bytes;
     flipped[bit / 8] ^= static_cast<std::uint8_t>(1u << (bit % 8));
+    ImagePtr target = Make(ODV_U16, 3, 2);
+    FillBytes(target.get(), 2);
     Image* raw = target.get();
     ASSERT_NE(Unpack(flipped, &raw), ODV_SUCCESS) << "bit " << bit;
+    if (bit < 88 * 8) ASSERT_TRUE(SamePixels(before.get(), target.get())) << "descriptor bit " << bit;
+    else ASSERT_TRUE(SamePixels(zeros.get(), target.get())) << "payload bit " << bit;
   }
-  EXPECT_TRUE(SamePixels(before.get(), target.get()));
+}
+
+// The same for lines with padding, which are copied and hashed line by line.
+TEST(Packing, AFlippedPixelBitOfAPaddedImageLeavesZeros) {
+  ImagePtr source = Make(ODV_RGB32, 37, 11, 2);
+  FillBytes(source.get(), 5);
+  std::vector<std::uint8_t> bytes = Pack(source.get(), ODV_COMPRESS_NONE);
+  Image* good = nullptr;
+  ASSERT_EQ(Unpack(bytes, &good), ODV_SUCCESS);
+  ImagePtr goodOwner(good);
+  EXPECT_TRUE(SamePixels(source.get(), good));
+  bytes[bytes.size() - 5] ^= 0x10;
+  ImagePtr target = Make(ODV_RGB32, 37, 11, 1);
+  FillBytes(target.get(), 9);
+  Image* raw = target.get();
+  EXPECT_EQ(Unpack(bytes, &raw), ODV_E_CORRUPT);
+  ImagePtr zeros = Make(ODV_RGB32, 37, 11);
+  EXPECT_TRUE(SamePixels(zeros.get(), target.get()));
 }
 
 TEST(Packing, UnknownFormatAndBadArguments) {
@@ -465,6 +489,79 @@ TEST(Bayer, SixteenBitSourceGainsAndSourcePadding) {
             ODV_SUCCESS);
   EXPECT_EQ(destination[0], 255);  // cut at 8 bits
 }
+
+// Reference of the two-pass form: bilinear means (rounded half up, mirrored
+// edges) at the source's precision, then each channel's gain and the cut to
+// 8 bits, value * gain / 2^(depth - 8) rounded half up.
+template <typename S>
+std::vector<std::uint8_t> TwoPassBayer(const std::vector<S>& mosaic, int w, int h, int stride, int pattern, int depth,
+                                       const double gains[3]) {
+  static const int cell[4][4] = {{2, 1, 1, 0}, {0, 1, 1, 2}, {1, 0, 2, 1}, {1, 2, 0, 1}};  // blue 0, green 1, red 2
+  const auto colour = [&](int x, int y) { return cell[pattern][((y & 1) << 1) | (x & 1)]; };
+  const auto mirror = [](int i, int n) { return n == 1 ? 0 : i < 0 ? -i : i >= n ? 2 * n - 2 - i : i; };
+  const auto at = [&](int x, int y) { return std::uint32_t{mosaic[std::size_t(mirror(y, h)) * std::size_t(stride) + std::size_t(mirror(x, w))]}; };
+  std::vector<std::uint8_t> out(std::size_t(w) * std::size_t(h) * 4);
+  for (int y = 0; y < h; ++y) {
+    for (int x = 0; x < w; ++x) {
+      std::uint32_t c[3];
+      const int own = colour(x, y);
+      c[own] = at(x, y);
+      if (own == 1) {
+        c[colour(x + 1, y)] = (at(x - 1, y) + at(x + 1, y) + 1) >> 1;
+        c[colour(x, y + 1)] = (at(x, y - 1) + at(x, y + 1) + 1) >> 1;
+      } else {
+        c[1] = (at(x - 1, y) + at(x + 1, y) + at(x, y - 1) + at(x, y + 1) + 2) >> 2;
+        c[2 - own] = (at(x - 1, y - 1) + at(x + 1, y - 1) + at(x - 1, y + 1) + at(x + 1, y + 1) + 2) >> 2;
+      }
+      for (int k = 0; k < 3; ++k) {
+        const double scaled = std::floor(c[k] * gains[k] / double(1 << (depth > 8 ? depth - 8 : 0)) + 0.5);
+        out[(std::size_t(y) * std::size_t(w) + std::size_t(x)) * 4 + std::size_t(k)] = static_cast<std::uint8_t>(std::min(255.0, scaled));
+      }
+      out[(std::size_t(y) * std::size_t(w) + std::size_t(x)) * 4 + 3] = 255;
+    }
+  }
+  return out;
+}
+
+// The one-pass decoder with gains equals the two-pass reference for all four
+// patterns, at 8, 12 and 16 bits, on frames whose widths leave remainders to
+// the vector kernel, with padded source and destination lines.
+template <typename S>
+void CheckGainsAgainstTwoPasses(int depth) {
+  const double gainSets[][3] = {{1.0, 1.0, 1.0}, {1.2, 1.0, 1.5}, {0.5, 0.75, 2.0}, {1.37, 0.91, 3.3}, {2.3, 1.1, 0.2}};
+  for (int w : {3, 18, 37, 70}) {
+    for (int h : {3, 5, 34}) {
+      const int stride = w + 3, line = w + 2;
+      std::vector<S> mosaic(std::size_t(stride) * std::size_t(h));
+      std::uint32_t state = std::uint32_t(w * 31 + h);
+      for (std::size_t i = 0; i < mosaic.size(); ++i) {
+        state = state * 1664525u + 1013904223u;
+        mosaic[i] = static_cast<S>((state >> 8) & ((1u << depth) - 1));
+      }
+      for (const auto& gains : gainSets) {
+        for (int pattern = 0; pattern < 4; ++pattern) {
+          const std::vector<std::uint8_t> expected = TwoPassBayer(mosaic, w, h, stride, pattern, depth, gains);
+          std::vector<std::uint8_t> got(std::size_t(line) * std::size_t(h) * 4, 0x5A);
+          ASSERT_EQ(Gen_BayerColorDecode2(got.data(), mosaic.data(), std::uint32_t(h), std::uint32_t(w), std::uint32_t(line),
+                                          std::uint32_t(stride), std::uint32_t(pattern), std::uint32_t(depth), 0, 1,
+                                          ODV_RGB32, gains[0], gains[1], gains[2]),
+                    ODV_SUCCESS);
+          for (int y = 0; y < h; ++y) {
+            const std::uint8_t* row = got.data() + std::size_t(y) * std::size_t(line) * 4;
+            ASSERT_EQ(std::memcmp(row, expected.data() + std::size_t(y) * std::size_t(w) * 4, std::size_t(w) * 4), 0)
+                << depth << "-bit " << w << "x" << h << " pattern " << pattern << " gains " << gains[0] << ","
+                << gains[1] << "," << gains[2] << " line " << y;
+            for (int i = w * 4; i < line * 4; ++i) ASSERT_EQ(row[i], 0x5A) << "padding of line " << y;
+          }
+        }
+      }
+    }
+  }
+}
+
+TEST(Bayer, GainsInOnePassEqualTheTwoPassResultEightBit) { CheckGainsAgainstTwoPasses<std::uint8_t>(8); }
+TEST(Bayer, GainsInOnePassEqualTheTwoPassResultTwelveBit) { CheckGainsAgainstTwoPasses<std::uint16_t>(12); }
+TEST(Bayer, GainsInOnePassEqualTheTwoPassResultSixteenBit) { CheckGainsAgainstTwoPasses<std::uint16_t>(16); }
 
 TEST(Bayer, BadArguments) {
   std::uint8_t source[4] = {};

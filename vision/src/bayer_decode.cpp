@@ -4,11 +4,19 @@
 // other colours are the means of the horizontal and of the vertical pair.
 // Means round half up. Edges mirror without repeating the edge pixel, which
 // keeps the colour of every mirrored neighbour right. The frame of one pixel
-// takes the general path here. The interior of 8-bit sources is OpenCV's
-// bilinear demosaicing, which computes exactly these means with SIMD (measured
-// about five times faster than the scalar loop below, which serves 16-bit
-// sources). Gains and the cut to 8 bits go through one table per channel.
-// Alpha is 255.
+// takes the general path here. Each channel's mean then goes through its
+// gain and the cut to 8 bits, defined by one table per channel
+// (value * gain, scaled to 8 bits, rounded half up, cut at 255). Alpha is 255.
+//
+// One pass over the mosaic, with or without gains, 8-bit and 16-bit: the
+// interior runs through an AVX2 kernel that forms the means, applies the
+// gains by single-precision multiplies and writes the BGRA pixels, 16 (8-bit)
+// or 8 (16-bit) at a time. The multiplies are checked against the tables for
+// every value a mean can take before a frame uses them (and remembered per
+// thread for the same gains); where they would differ anywhere, or without
+// AVX2, the scalar loop with the tables serves. 8-bit sources with unit gains
+// go through OpenCV's bilinear demosaicing, which computes exactly these
+// means.
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
@@ -18,9 +26,11 @@
 
 #include <opencv2/imgproc.hpp>
 
-#if defined(__SSE2__)
-#include <emmintrin.h>
+#if defined(__x86_64__)
+#include <immintrin.h>
 #endif
+
+#include "cpu_features.h"
 
 #include "odvissvc/odvissvc.h"
 
@@ -36,89 +46,80 @@ constexpr int kCell[4][4] = {
     {kGreen, kRed, kBlue, kGreen},   // 3 GR/BG
 };
 
-// Gains on BGRA lines of 8-bit channels: each channel becomes its table's
-// value. Where the table is exactly value * gain rounded half up and cut at
-// 255, four pixels at a time go through single-precision multiplies; that
-// form is checked against the tables for all 256 values of every channel
-// before it is used, and the tables serve otherwise.
-class GainPass {
- public:
-  GainPass(const std::uint8_t* const lut[3], const double gains[3]) {
-    for (unsigned v = 0; v < 256; ++v) {
-      table_[0][v] = lut[kBlue][v];
-      table_[1][v] = std::uint32_t{lut[kGreen][v]} << 8;
-      table_[2][v] = std::uint32_t{lut[kRed][v]} << 16 | 0xFF000000u;
-    }
-#if defined(__SSE2__)
-    gain_ = _mm_setr_ps(static_cast<float>(gains[kBlue]), static_cast<float>(gains[kGreen]),
-                        static_cast<float>(gains[kRed]), 1.0f);
-    std::uint32_t probe[256], scaled[256];
-    for (std::uint32_t v = 0; v < 256; ++v) probe[v] = v | v << 8 | v << 16 | 0xFF000000u;
-    Vector(probe, scaled, 256);
-    vector_ = true;
-    for (std::uint32_t v = 0; v < 256; ++v) vector_ = vector_ && scaled[v] == Table(probe[v]);
-#else
-    (void)gains;
-#endif
-  }
-
-  // count pixels from `in` to `out`; the lines may overlap only if equal.
-  void Run(const std::uint8_t* in, std::uint8_t* out, std::size_t count) const {
-#if defined(__SSE2__)
-    if (vector_) {
-      Vector(in, out, count);
-      return;
-    }
-#endif
-    for (std::size_t i = 0; i < count; ++i) {
-      std::uint32_t p;
-      std::memcpy(&p, in + 4 * i, 4);
-      p = Table(p);
-      std::memcpy(out + 4 * i, &p, 4);
-    }
-  }
-
- private:
-  std::uint32_t Table(std::uint32_t p) const {
-    return table_[0][p & 0xFF] | table_[1][(p >> 8) & 0xFF] | table_[2][(p >> 16) & 0xFF];
-  }
-
-#if defined(__SSE2__)
-  __m128i Scale(__m128i pixel32) const {
-    const __m128 half = _mm_setr_ps(0.5f, 0.5f, 0.5f, 0.0f);
-    return _mm_cvttps_epi32(_mm_add_ps(_mm_mul_ps(_mm_cvtepi32_ps(pixel32), gain_), half));
-  }
-  void Vector(const void* input, void* output, std::size_t count) const {
-    const auto* in = static_cast<const std::uint8_t*>(input);
-    auto* out = static_cast<std::uint8_t*>(output);
-    const __m128i zero = _mm_setzero_si128();
-    const __m128i alpha = _mm_set1_epi32(static_cast<int>(0xFF000000u));
-    std::size_t i = 0;
-    for (; i + 4 <= count; i += 4) {
-      const __m128i pixels = _mm_loadu_si128(reinterpret_cast<const __m128i*>(in + 4 * i));
-      const __m128i low = _mm_unpacklo_epi8(pixels, zero), high = _mm_unpackhi_epi8(pixels, zero);
-      const __m128i a = _mm_packs_epi32(Scale(_mm_unpacklo_epi16(low, zero)), Scale(_mm_unpackhi_epi16(low, zero)));
-      const __m128i b = _mm_packs_epi32(Scale(_mm_unpacklo_epi16(high, zero)), Scale(_mm_unpackhi_epi16(high, zero)));
-      _mm_storeu_si128(reinterpret_cast<__m128i*>(out + 4 * i), _mm_or_si128(_mm_packus_epi16(a, b), alpha));
-    }
-    for (; i < count; ++i) {
-      std::uint32_t p;
-      std::memcpy(&p, in + 4 * i, 4);
-      const __m128i one = _mm_unpacklo_epi16(_mm_unpacklo_epi8(_mm_cvtsi32_si128(static_cast<int>(p)), zero), zero);
-      const __m128i packed = _mm_packs_epi32(Scale(one), zero);
-      p = static_cast<std::uint32_t>(_mm_cvtsi128_si32(_mm_or_si128(_mm_packus_epi16(packed, zero), alpha)));
-      std::memcpy(out + 4 * i, &p, 4);
-    }
-  }
-  __m128 gain_;
-  bool vector_ = false;
-#endif
-  std::uint32_t table_[3][256];
-};
-
 struct Tables {
   std::vector<std::uint8_t> channel[3];  // indexed by blue, green, red
 };
+
+#if defined(__x86_64__)
+// value * gain rounded half up, cut at 255, on eight 32-bit lanes.
+__attribute__((target("avx2"))) inline __m256i Gain32(__m256i values, float gain) {
+  const __m256 scaled = _mm256_add_ps(_mm256_mul_ps(_mm256_cvtepi32_ps(values), _mm256_set1_ps(gain)), _mm256_set1_ps(0.5f));
+  return _mm256_min_epi32(_mm256_cvttps_epi32(scaled), _mm256_set1_epi32(255));
+}
+
+// The same on sixteen 16-bit lanes.
+__attribute__((target("avx2"))) inline __m256i Gain16(__m256i values, float gain) {
+  const __m256i low = Gain32(_mm256_cvtepu16_epi32(_mm256_castsi256_si128(values)), gain);
+  const __m256i high = Gain32(_mm256_cvtepu16_epi32(_mm256_extracti128_si256(values, 1)), gain);
+  return _mm256_permute4x64_epi64(_mm256_packus_epi32(low, high), 0xD8);
+}
+
+// How an 8-bit mean meets its gain: unchanged (a unit gain), by an integer
+// multiply-add, (value * multiplier + 2^(shift-1)) >> shift, or by Gain16.
+struct IntegerGain {
+  bool identity = false, integer = false;
+  std::int16_t multiplier = 0, rounding = 0;
+  int shift = 0;
+};
+
+// The vector kernel's gains: single-precision factors (scaled to 8 bits) and,
+// for 8-bit sources, the integer forms.
+struct VectorGains {
+  float scale[3] = {0, 0, 0};
+  IntegerGain integer[3];
+};
+
+// value * gain rounded half up, cut at 255, on sixteen 16-bit lanes holding
+// 8-bit means: one multiply-add per pair of lanes.
+__attribute__((target("avx2"))) inline __m256i GainInteger(__m256i values, const IntegerGain& gain, float fallback) {
+  if (gain.identity) return values;
+  if (!gain.integer) return Gain16(values, fallback);
+  const __m256i factors = _mm256_set1_epi32(static_cast<int>(static_cast<std::uint16_t>(gain.multiplier)) |
+                                            static_cast<int>(static_cast<std::uint32_t>(static_cast<std::uint16_t>(gain.rounding)) << 16));
+  const __m256i one = _mm256_set1_epi16(1);
+  const __m128i shift = _mm_cvtsi32_si128(gain.shift);
+  const __m256i low = _mm256_sra_epi32(_mm256_madd_epi16(_mm256_unpacklo_epi16(values, one), factors), shift);
+  const __m256i high = _mm256_sra_epi32(_mm256_madd_epi16(_mm256_unpackhi_epi16(values, one), factors), shift);
+  return _mm256_min_epu16(_mm256_packus_epi32(low, high), _mm256_set1_epi16(255));
+}
+
+// Sixteen 8-bit or eight 16-bit source pixels, widened to lanes of twice their width.
+__attribute__((target("avx2"))) inline __m256i Widen(const std::uint8_t* p) {
+  return _mm256_cvtepu8_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p)));
+}
+__attribute__((target("avx2"))) inline __m256i Widen(const std::uint16_t* p) {
+  return _mm256_cvtepu16_epi32(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p)));
+}
+
+// `even` with its odd lanes taken from `odd`.
+template <typename S>
+__attribute__((target("avx2"))) inline __m256i OddLanes(__m256i even, __m256i odd) {
+  if constexpr (sizeof(S) == 1) return _mm256_blend_epi16(even, odd, 0xAA);
+  else return _mm256_blend_epi32(even, odd, 0xAA);
+}
+
+// True where Gain32 with `gain` equals the table for every value below `entries`.
+__attribute__((target("avx2"))) bool GainMatchesTable(float gain, const std::vector<std::uint8_t>& table, std::size_t entries) {
+  alignas(32) std::int32_t out[8];
+  for (std::size_t v = 0; v < entries; v += 8) {
+    const __m256i values = _mm256_add_epi32(_mm256_set1_epi32(static_cast<int>(v)), _mm256_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7));
+    _mm256_store_si256(reinterpret_cast<__m256i*>(out), Gain32(values, gain));
+    for (std::size_t i = 0; i < 8; ++i)
+      if (out[i] != table[v + i]) return false;
+  }
+  return true;
+}
+#endif
 
 template <typename S>
 struct Decoder {
@@ -163,8 +164,8 @@ struct Decoder {
     Store(x, y, c);
   }
 
-  // Interior of line y (1 <= y <= height - 2), pixels 1 to width - 2.
-  void Interior(int y) const {
+  // Interior of line y (1 <= y <= height - 2), pixels `from` to width - 2.
+  void Interior(int y, int from = 1) const {
     const S* up = source + static_cast<std::uint64_t>(y - 1) * sourceStride;
     const S* mid = up + sourceStride;
     const S* down = mid + sourceStride;
@@ -196,6 +197,13 @@ struct Decoder {
     };
     int x = 1;
     const int last = width - 2;
+    if (from > 1) {
+      for (x = from; x <= last; ++x) {
+        if (Colour(x, y) == kGreen) greenSite(x);
+        else rbSite(x);
+      }
+      return;
+    }
     if (greenFirst) {
       for (; x + 1 <= last; x += 2) {
         greenSite(x);
@@ -227,46 +235,109 @@ struct Decoder {
     for (int y = 1; y + 1 < height && width >= 3; ++y) Interior(y);
   }
 
-  // Interior through OpenCV. With gains the frame is demosaiced in bands of
-  // lines into a scratch block that stays in cache, and each band goes
-  // through the tables on its way to the destination, so the output is
-  // written once. A band starts on an even source line, so that every band
-  // has the pattern of the whole frame.
-  void RunWithOpenCV(bool identity, const double gains[3]) const {
+  // Interior through OpenCV's bilinear demosaicing (8-bit, unit gains).
+  void RunWithOpenCV() const {
     // OpenCV names a pattern by the second line's second and third pixels.
     static constexpr int kCodes[4] = {cv::COLOR_BayerBG2BGRA, cv::COLOR_BayerRG2BGRA, cv::COLOR_BayerGR2BGRA,
                                       cv::COLOR_BayerGB2BGRA};
-    const std::uint64_t sourceBytes = sourceStride * sizeof(S);
-    if (identity) {
-      const cv::Mat mosaic(height, width, CV_8UC1, const_cast<S*>(source), sourceBytes);
-      cv::Mat colour(height, width, CV_8UC4, destination, destinationStride);
-      cv::cvtColor(mosaic, colour, kCodes[pattern]);
-      if (colour.data != destination) throw std::runtime_error("demosaicing moved the destination");
-      Frame();
-      return;
-    }
-    // 32 output lines of up to a few thousand pixels keep the scratch block
-    // within the second-level cache beside the source lines.
-    constexpr int kBandLines = 32;
-    std::vector<std::uint32_t> scratch(static_cast<std::size_t>(kBandLines + 2) * static_cast<std::size_t>(width));
-    const GainPass gainPass(lut, gains);
-    for (int top = 0; top + 2 < height; top += kBandLines) {
-      const int lines = std::min(kBandLines + 2, height - top);  // source lines of the band
-      const cv::Mat mosaic(lines, width, CV_8UC1, const_cast<S*>(source) + static_cast<std::uint64_t>(top) * sourceStride,
-                           sourceBytes);
-      cv::Mat colour(lines, width, CV_8UC4, scratch.data());
-      cv::cvtColor(mosaic, colour, kCodes[pattern]);
-      if (colour.data != reinterpret_cast<std::uint8_t*>(scratch.data()))
-        throw std::runtime_error("demosaicing moved the scratch block");
-      for (int line = 1; line + 1 < lines; ++line) {
-        const std::uint32_t* in = scratch.data() + static_cast<std::size_t>(line) * static_cast<std::size_t>(width);
-        gainPass.Run(reinterpret_cast<const std::uint8_t*>(in + 1),
-                     destination + static_cast<std::uint64_t>(top + line) * destinationStride + 4,
-                     static_cast<std::size_t>(width) - 2);
-      }
-    }
+    const cv::Mat mosaic(height, width, CV_8UC1, const_cast<S*>(source), sourceStride * sizeof(S));
+    cv::Mat colour(height, width, CV_8UC4, destination, destinationStride);
+    cv::cvtColor(mosaic, colour, kCodes[pattern]);
+    if (colour.data != destination) throw std::runtime_error("demosaicing moved the destination");
     Frame();
   }
+
+#if defined(__x86_64__)
+  // Interior with the vector kernel: per line, the kernel takes the pixels
+  // from 1 in steps of its width, and the scalar loop the rest.
+  // The first and last lines take it too, with the mirrored line above or
+  // below; only the first and last pixel of each line go the general way.
+  void RunVector(const VectorGains& gains) const {
+    const int lanes = sizeof(S) == 1 ? 16 : 8;
+    for (int y = 0; y < height; ++y) {
+      const int above = Mirror(y - 1, height), below = Mirror(y + 1, height);
+      const int x = VectorLine(y, above, below, gains, lanes);
+      for (int rest = x; rest <= width - 2; ++rest) Edge(rest, y);
+      Edge(0, y);
+      Edge(width - 1, y);
+    }
+  }
+
+  // Channel values of `lanes` sites from x (odd) on line y, with lines
+  // `above` and `below` as its neighbours: the own value,
+  // the means of the horizontal, vertical, direct and diagonal neighbours,
+  // blended by site into the line's two colours and green.
+  // The sites of line y from 1 in steps of `lanes`; returns the first site
+  // left over. The gains are copied here so that they stay in registers
+  // beside the destination's stores.
+  __attribute__((target("avx2"))) int VectorLine(int y, int above, int below, const VectorGains& shared, int lanes) const {
+    const VectorGains gains = shared;
+    int x = 1;
+    for (; x + lanes <= width - 1; x += lanes) VectorSites(y, above, below, x, gains);
+    return x;
+  }
+
+  [[gnu::always_inline]] __attribute__((target("avx2"))) inline void VectorSites(int y, int above, int below, int x,
+                                                                                    const VectorGains& gains) const {
+    const S* mid = source + static_cast<std::uint64_t>(y) * sourceStride + x;
+    const S* up = source + static_cast<std::uint64_t>(above) * sourceStride + x;
+    const S* down = source + static_cast<std::uint64_t>(below) * sourceStride + x;
+    // Lane 0 is x, which is odd: lanes of even index hold the line's odd sites.
+    const bool greenEven = Colour(x, y) == kGreen;
+    const int lineColour = greenEven ? Colour(x + 1, y) : Colour(x, y);  // red or blue
+    __m256i own, horizontal, vertical, cross, diagonal;
+    if constexpr (sizeof(S) == 1) {
+      const __m256i ml = Widen(mid - 1), mr = Widen(mid + 1), u = Widen(up), d = Widen(down);
+      const __m256i two = _mm256_set1_epi16(2);
+      own = Widen(mid);
+      horizontal = _mm256_avg_epu16(ml, mr);
+      vertical = _mm256_avg_epu16(u, d);
+      cross = _mm256_srli_epi16(_mm256_add_epi16(_mm256_add_epi16(ml, mr), _mm256_add_epi16(_mm256_add_epi16(u, d), two)), 2);
+      diagonal = _mm256_srli_epi16(_mm256_add_epi16(_mm256_add_epi16(Widen(up - 1), Widen(up + 1)),
+                                                    _mm256_add_epi16(_mm256_add_epi16(Widen(down - 1), Widen(down + 1)), two)),
+                                   2);
+    } else {
+      const __m256i ml = Widen(mid - 1), mr = Widen(mid + 1), u = Widen(up), d = Widen(down);
+      const __m256i one = _mm256_set1_epi32(1), two = _mm256_set1_epi32(2);
+      own = Widen(mid);
+      horizontal = _mm256_srli_epi32(_mm256_add_epi32(_mm256_add_epi32(ml, mr), one), 1);
+      vertical = _mm256_srli_epi32(_mm256_add_epi32(_mm256_add_epi32(u, d), one), 1);
+      cross = _mm256_srli_epi32(_mm256_add_epi32(_mm256_add_epi32(ml, mr), _mm256_add_epi32(_mm256_add_epi32(u, d), two)), 2);
+      diagonal = _mm256_srli_epi32(_mm256_add_epi32(_mm256_add_epi32(Widen(up - 1), Widen(up + 1)),
+                                                    _mm256_add_epi32(_mm256_add_epi32(Widen(down - 1), Widen(down + 1)), two)),
+                                   2);
+    }
+    __m256i line, green, other;  // the line's red or blue, green, the other one
+    if (greenEven) {
+      line = OddLanes<S>(horizontal, own);
+      green = OddLanes<S>(own, cross);
+      other = OddLanes<S>(vertical, diagonal);
+    } else {
+      line = OddLanes<S>(own, horizontal);
+      green = OddLanes<S>(cross, own);
+      other = OddLanes<S>(diagonal, vertical);
+    }
+    const __m256i red = lineColour == kRed ? line : other;
+    const __m256i blue = lineColour == kRed ? other : line;
+    std::uint8_t* out = destination + static_cast<std::uint64_t>(y) * destinationStride + 4ull * static_cast<unsigned>(x);
+    if constexpr (sizeof(S) == 1) {
+      const __m256i b = GainInteger(blue, gains.integer[kBlue], gains.scale[kBlue]);
+      const __m256i g = GainInteger(green, gains.integer[kGreen], gains.scale[kGreen]);
+      const __m256i r = GainInteger(red, gains.integer[kRed], gains.scale[kRed]);
+      const __m256i bg = _mm256_or_si256(b, _mm256_slli_epi16(g, 8));
+      const __m256i ra = _mm256_or_si256(r, _mm256_set1_epi16(static_cast<short>(0xFF00)));
+      const __m256i low = _mm256_unpacklo_epi16(bg, ra), high = _mm256_unpackhi_epi16(bg, ra);
+      _mm256_storeu_si256(reinterpret_cast<__m256i*>(out), _mm256_permute2x128_si256(low, high, 0x20));
+      _mm256_storeu_si256(reinterpret_cast<__m256i*>(out) + 1, _mm256_permute2x128_si256(low, high, 0x31));
+    } else {
+      const __m256i b = Gain32(blue, gains.scale[kBlue]), g = Gain32(green, gains.scale[kGreen]);
+      const __m256i r = Gain32(red, gains.scale[kRed]);
+      const __m256i pixels = _mm256_or_si256(_mm256_or_si256(b, _mm256_slli_epi32(g, 8)),
+                                             _mm256_or_si256(_mm256_slli_epi32(r, 16), _mm256_set1_epi32(static_cast<int>(0xFF000000u))));
+      _mm256_storeu_si256(reinterpret_cast<__m256i*>(out), pixels);
+    }
+  }
+#endif
 };
 
 // Table of one channel: value * gain, scaled from the source depth to 8 bits,
@@ -278,6 +349,67 @@ void FillTable(std::vector<std::uint8_t>* table, std::size_t entries, double gai
     const double scaled = std::floor(static_cast<double>(v) * scale + 0.5);
     (*table)[v] = static_cast<std::uint8_t>(scaled > 255.0 ? 255.0 : scaled);
   }
+}
+
+// The tables and the vector form of a set of gains at a source depth, kept
+// per thread for the next frame with the same gains: building the 16-bit
+// tables and checking the multiplies against them costs more than a small
+// frame.
+struct GainSetup {
+  double gains[3] = {-1, -1, -1};
+  std::uint32_t depth = 0;
+  Tables tables;
+  bool vector = false;  // the vector gains equal the tables everywhere
+  VectorGains vectorGains;
+};
+
+// The integer form of an 8-bit channel's gain, where it equals the table
+// for all 256 means: the largest shift whose multiplier fits 15 bits.
+IntegerGain IntegerFormOf(double gain, const std::vector<std::uint8_t>& table) {
+  IntegerGain form;
+  if (gain == 1.0) {
+    form.identity = true;
+    return form;
+  }
+  for (int shift = 15; shift >= 1; --shift) {
+    const double multiplier = std::floor(gain * static_cast<double>(1 << shift) + 0.5);
+    if (multiplier > 32767.0) continue;
+    form.multiplier = static_cast<std::int16_t>(multiplier);
+    form.rounding = static_cast<std::int16_t>(1 << (shift - 1));
+    form.shift = shift;
+    form.integer = true;
+    for (std::int32_t v = 0; v < 256 && form.integer; ++v) {
+      const std::int32_t out = std::min<std::int32_t>(255, (v * form.multiplier + form.rounding) >> shift);
+      form.integer = out == table[static_cast<std::size_t>(v)];
+    }
+    return form;
+  }
+  return form;
+}
+
+const GainSetup& SetupFor(const double gains[3], std::uint32_t depth) {
+  thread_local GainSetup setup;
+  if (setup.depth == depth && std::equal(gains, gains + 3, setup.gains)) return setup;
+  setup.depth = 0;  // invalid until complete
+  const std::size_t entries = depth > 8 ? 65536 : 256;
+  for (int c = 0; c < 3; ++c) FillTable(&setup.tables.channel[c], entries, gains[c], depth);
+  setup.vector = false;
+#if defined(__x86_64__)
+  if (odv::UseAvx2()) {
+    setup.vector = true;
+    for (int c = 0; c < 3; ++c) {
+      const std::vector<std::uint8_t>& table = setup.tables.channel[c];
+      setup.vectorGains.scale[c] = static_cast<float>(gains[c] / static_cast<double>(1u << (depth > 8 ? depth - 8 : 0)));
+      setup.vectorGains.integer[c] = depth > 8 ? IntegerGain{} : IntegerFormOf(gains[c], table);
+      const IntegerGain& form = setup.vectorGains.integer[c];
+      if (!form.identity && !form.integer)
+        setup.vector = setup.vector && GainMatchesTable(setup.vectorGains.scale[c], table, entries);
+    }
+  }
+#endif
+  std::copy(gains, gains + 3, setup.gains);
+  setup.depth = depth;
+  return setup;
 }
 
 }  // namespace
@@ -299,21 +431,29 @@ extern "C" OdvStatus Gen_BayerColorDecode2(void* destination, const void* source
   const std::uint32_t depth = bitDepth == 0 ? 8 : bitDepth;
   const bool wide = depth > 8;
   try {
-    Tables tables;
-    for (int c = 0; c < 3; ++c) FillTable(&tables.channel[c], wide ? 65536 : 256, gains[c], depth);
+    const GainSetup& setup = SetupFor(gains, depth);
+    const Tables& tables = setup.tables;
+    const bool interior = width >= 3 && height >= 3;
     if (wide) {
       Decoder<std::uint16_t> decoder{static_cast<const std::uint16_t*>(source), sourceRowPixels,
                                      static_cast<std::uint8_t*>(destination), 4ull * lineWidth,
                                      static_cast<int>(width), static_cast<int>(height), static_cast<int>(pattern),
                                      {tables.channel[0].data(), tables.channel[1].data(), tables.channel[2].data()}};
+#if defined(__x86_64__)
+      if (interior && setup.vector) return decoder.RunVector(setup.vectorGains), ODV_SUCCESS;
+#endif
       decoder.Run();
     } else {
       Decoder<std::uint8_t> decoder{static_cast<const std::uint8_t*>(source), sourceRowPixels,
                                     static_cast<std::uint8_t*>(destination), 4ull * lineWidth,
                                     static_cast<int>(width), static_cast<int>(height), static_cast<int>(pattern),
                                     {tables.channel[0].data(), tables.channel[1].data(), tables.channel[2].data()}};
-      if (width >= 3 && height >= 3) decoder.RunWithOpenCV(depth == 8 && gains[0] == 1.0 && gains[1] == 1.0 && gains[2] == 1.0, gains);
-      else decoder.Run();
+      const bool identity = depth == 8 && gains[0] == 1.0 && gains[1] == 1.0 && gains[2] == 1.0;
+      if (interior && identity) return decoder.RunWithOpenCV(), ODV_SUCCESS;
+#if defined(__x86_64__)
+      if (interior && setup.vector) return decoder.RunVector(setup.vectorGains), ODV_SUCCESS;
+#endif
+      decoder.Run();
     }
   } catch (...) {
     return ODV_E_NO_MEMORY;

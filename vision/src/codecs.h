@@ -1,5 +1,5 @@
-// Compressors of the packed pixel payload: lossless (chunked LZ4 or zstd) and
-// JPEG through libjpeg-turbo. Decoders check every size against the bytes they
+// Compressors of the packed pixel payload: lossless (the pixel codec of
+// pixel_codec.h, or chunked LZ4 or zstd) and JPEG through libjpeg-turbo. Decoders check every size against the bytes they
 // are given and never write beyond the raw size they are told.
 #pragma once
 
@@ -16,9 +16,13 @@ inline constexpr std::uint32_t kCodecRaw = 0;
 inline constexpr std::uint32_t kCodecLz4 = 1;
 inline constexpr std::uint32_t kCodecZstd = 2;
 inline constexpr std::uint32_t kCodecJpeg = 3;
+inline constexpr std::uint32_t kCodecPixel = 4;
+// Newest codec word a reader knows; a higher one is a newer writer's.
+inline constexpr std::uint32_t kLastCodec = kCodecPixel;
 
-// The codec that compression type 1 writes (chosen by measurement on camera
-// frames); both are read.
+// Compression type 1 writes the pixel codec for the integer image types it
+// takes (see pixel_codec.h), and zstd for the floating-point ones. LZ4 and
+// zstd payloads of every type are still read.
 inline constexpr std::uint32_t kLosslessCodec = kCodecZstd;
 
 struct FreeDeleter {

@@ -6,10 +6,13 @@
 #include <cstddef>
 #include <cstring>
 #include <new>
+#include <utility>
 
 #include "codecs.h"
 #include "image_object.h"
 #include "payload_hash.h"
+#include "pixel_codec.h"
+#include "worker_pool.h"
 
 namespace odv {
 
@@ -19,6 +22,8 @@ constexpr std::uint32_t kPackMagic = 0x50564F44;  // "ODVP"
 constexpr std::uint32_t kDefaultChunk = 1u << 20;
 constexpr std::uint32_t kMaxChunk = 1u << 26;
 constexpr std::uint64_t kMaxRawSize = 1ull << 32;
+// Share of all-zero blocks of the pixel codec from which zstd is tried as well.
+constexpr double kQuietShare = 0.03;
 
 struct Descriptor {
   std::uint32_t magic;
@@ -123,6 +128,28 @@ OdvStatus Prepare(const Image* image, std::uint32_t format, std::uint32_t compre
   if (d.compression == ODV_COMPRESS_JPEG) {
     d.codec = kCodecJpeg;
     status = CompressJpeg(image, static_cast<int>((quality + 5) / 10), &data->payload);
+  } else if (PixelCodecTakes(d.type)) {
+    d.codec = kCodecPixel;
+    double quietShare = 0;
+    status = EncodePixels(d.type, d.width, d.height, image->Row(0), image->LineBytes(), d.chunkBytes,
+                          PackingThreads(), &data->payload, &quietShare);
+    // A frame without sensor noise (a test pattern, a dark or saturated
+    // scene) has many blocks of zero residuals; the bit planes spend at
+    // least a plane on every block with any change in it, where an LZ codec
+    // also catches the repeats. Such a frame is packed by zstd as well, which
+    // is fast on it, and the smaller payload travels. Noisy frames, with
+    // hardly a quiet block, never pay for the trial.
+    if (status == ODV_SUCCESS && quietShare >= kQuietShare) {
+      const std::uint8_t* rows = nullptr;
+      Buffer gathered, general;
+      status = PackedRows(image, &rows, &gathered);
+      if (status == ODV_SUCCESS &&
+          CompressLossless(kLosslessCodec, rows, d.rawSize, d.chunkBytes, &general) == ODV_SUCCESS &&
+          general.size < data->payload.size) {
+        d.codec = kLosslessCodec;
+        data->payload = std::move(general);
+      }
+    }
   } else {
     d.codec = kLosslessCodec;
     const std::uint8_t* rows = nullptr;
@@ -132,8 +159,7 @@ OdvStatus Prepare(const Image* image, std::uint32_t format, std::uint32_t compre
       status = CompressLossless(d.codec, rows, d.rawSize, d.chunkBytes, &data->payload);
   }
   if (status != ODV_SUCCESS) return status;
-  d.payloadSize = data->payload.size;
-  d.payloadCheck = HashPayload(data->payload.data.get(), data->payload.size);
+  d.payloadSize = data->payload.size;  // hashed when it is written
   return ODV_SUCCESS;
 }
 
@@ -146,8 +172,8 @@ void SealDescriptor(Descriptor* d, std::uint8_t* target) {
 std::uint64_t PackedSize(const OdvRPCData& data) { return kDescriptorSize + data.descriptor.payloadSize; }
 
 // Writes descriptor and payload to `target`, which holds PackedSize bytes.
-// Uncompressed pixels are copied once, straight from the image's lines, and
-// hashed in the same pass.
+// Uncompressed pixels are copied once, straight from the image's lines;
+// every payload is hashed in the same pass as its copy.
 void WritePacked(OdvRPCData* data, std::uint8_t* target) {
   Descriptor& d = data->descriptor;
   std::uint8_t* payload = target + kDescriptorSize;
@@ -161,8 +187,8 @@ void WritePacked(OdvRPCData* data, std::uint8_t* target) {
       for (std::uint32_t y = 0; y < d.height; ++y) copy.Copy(payload + y * rowBytes, image->Row(y), rowBytes);
       d.payloadCheck = copy.Digest();
     }
-  } else if (d.payloadSize != 0) {
-    std::memcpy(payload, data->payload.data.get(), d.payloadSize);
+  } else {
+    d.payloadCheck = CopyAndHash(payload, data->payload.data.get(), d.payloadSize);
   }
   SealDescriptor(&d, target);
 }
@@ -184,22 +210,52 @@ OdvStatus ReadDescriptor(const std::uint8_t* bytes, std::uint64_t count, Descrip
   if (d->hashKind != kHashXxh3) return ODV_E_VERSION;
   if (d->reserved != 0) return ODV_E_CORRUPT;
   const std::uint32_t pixelSize = ImageTypePixelSize(d->type);
-  if (pixelSize == 0 || d->compression > ODV_COMPRESS_JPEG || d->codec > kCodecJpeg) return ODV_E_CORRUPT;
+  if (pixelSize == 0 || d->compression > ODV_COMPRESS_JPEG) return ODV_E_CORRUPT;
+  if (d->codec > kLastCodec) return ODV_E_VERSION;  // a newer writer's codec
   const std::uint64_t expected = std::uint64_t{d->width} * d->height;  // below 2^64
   if (d->rawSize != 0 && (expected > kMaxRawSize || expected * pixelSize != d->rawSize)) return ODV_E_CORRUPT;
   if (d->rawSize == 0 && d->payloadSize != 0) return ODV_E_CORRUPT;
   if (d->codec == kCodecRaw && d->payloadSize != d->rawSize) return ODV_E_CORRUPT;
   if (d->codec == kCodecJpeg && d->type != ODV_U8 && d->type != ODV_RGB32) return ODV_E_CORRUPT;
+  if (d->codec == kCodecPixel && (!PixelCodecTakes(d->type) || d->rawSize == 0)) return ODV_E_CORRUPT;
   if (d->chunkBytes == 0 || d->chunkBytes > kMaxChunk) return ODV_E_CORRUPT;
   return ODV_SUCCESS;
 }
 
 // Unpacks into *image (created where null) from a checked descriptor and a
 // payload of exactly its announced size.
+// Copies an uncompressed payload into the target's lines and hashes it in
+// the same pass; a payload whose hash fails leaves zeros, not its bytes.
+OdvStatus CopyRawChecked(const Descriptor& d, const std::uint8_t* payload, Image* target) {
+  const std::uint64_t rowBytes = target->RowBytes();
+  std::uint64_t check = 0;
+  if (target->Contiguous()) {
+    check = CopyAndHash(target->Row(0), payload, d.rawSize);
+  } else {
+    HashedCopy copy;
+    for (std::uint32_t y = 0; y < d.height; ++y) copy.Copy(target->Row(y), payload + y * rowBytes, rowBytes);
+    check = copy.Digest();
+  }
+  if (check == d.payloadCheck) return ODV_SUCCESS;
+  for (std::uint32_t y = 0; y < d.height; ++y) std::memset(target->Row(y), 0, rowBytes);
+  return ODV_E_CORRUPT;
+}
+
 OdvStatus Unpack(Image** image, const Descriptor& d, const std::uint8_t* payload) {
-  // The payload is checked before the target is touched, so that a refused
-  // image leaves the caller's image as it was.
-  if (d.payloadSize != 0 && HashPayload(payload, d.payloadSize) != d.payloadCheck) return ODV_E_CORRUPT;
+  // A compressed payload is checked before the target is touched, so that a
+  // refused image leaves the caller's image as it was. Uncompressed pixels
+  // are hashed while they are copied into the target instead, which spares
+  // a pass over the frame: the descriptor and all sizes are still checked
+  // first, but a payload whose hash then fails leaves the target with the
+  // packed geometry and zeroed pixels.
+  const bool uncompressed = d.codec == kCodecRaw;
+  if (!uncompressed && d.payloadSize != 0 && HashPayload(payload, d.payloadSize) != d.payloadCheck) return ODV_E_CORRUPT;
+  // So is the structure of a pixel-codec payload.
+  PixelPlan plan;
+  if (d.codec == kCodecPixel) {
+    const OdvStatus checked = CheckPixels(d.type, d.width, d.height, payload, d.payloadSize, &plan);
+    if (checked != ODV_SUCCESS) return checked;
+  }
   Image* target = nullptr;
   OdvStatus status = ODV_SUCCESS;
   if (*image == nullptr) {
@@ -214,16 +270,9 @@ OdvStatus Unpack(Image** image, const Descriptor& d, const std::uint8_t* payload
   }
   if (d.bitDepth <= 8 * target->PixelSize()) target->header[ODV_WORD_BIT_DEPTH] = d.bitDepth;
   if (d.rawSize == 0) return ODV_SUCCESS;
-  if (d.codec == kCodecRaw) {
-    if (target->Contiguous()) {
-      std::memcpy(target->Row(0), payload, d.rawSize);
-    } else {
-      const std::uint64_t rowBytes = target->RowBytes();
-      for (std::uint32_t y = 0; y < d.height; ++y) std::memcpy(target->Row(y), payload + y * rowBytes, rowBytes);
-    }
-    return ODV_SUCCESS;
-  }
+  if (uncompressed) return CopyRawChecked(d, payload, target);
   if (d.codec == kCodecJpeg) return DecompressJpeg(payload, d.payloadSize, target);
+  if (d.codec == kCodecPixel) return DecodePixels(plan, target->Row(0), target->LineBytes(), PackingThreads());
   if (target->Contiguous())
     return DecompressLossless(d.codec, payload, d.payloadSize, target->Row(0), d.rawSize, d.chunkBytes);
   Buffer raw;
@@ -311,6 +360,14 @@ OdvStatus UnflattenImageFromArray1D(Image** image, const Array1D* array) {
       },
       &call);
 }
+
+OdvStatus SetPackingThreads(uint32_t count) {
+  if (count > 1024) return ODV_E_ARGUMENT;
+  odv::SetPackingThreadCount(count);
+  return ODV_SUCCESS;
+}
+
+uint32_t GetPackingThreads(void) { return odv::PackingThreads(); }
 
 OdvStatus rpcInitImage2(OdvRPCImage* record, uint32_t layout) {
   if (record == nullptr || layout != ODV_RECORD_LAYOUT) return ODV_E_ARGUMENT;

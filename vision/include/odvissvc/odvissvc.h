@@ -106,9 +106,14 @@ ODV_API OdvStatus ReadImagePNG(Image* image, const char* path);
 
 /* ---- Transport packing ------------------------------------------------
  * Compression types: 0 none, 1 lossless, 2 JPEG (U8 and RGB32 only; other
- * types fall back to lossless). Quality runs from 0 to 1000. Every packed
- * image carries a versioned, checksummed descriptor, and readers check all
- * sizes against the bytes given to them. */
+ * types fall back to lossless). Quality runs from 0 to 1000 and matters to
+ * JPEG only. Lossless packs the integer types (U8, I16, U16, RGB32, HSL32,
+ * RGBU64, raw Bayer mosaics in U8 or U16) with a pixel predictor and a fast
+ * bit-plane coder, in slices of rows that several threads can share; SGL
+ * and complex images go through zstd. Every packed image carries a
+ * versioned, checksummed descriptor naming its codec, and readers check all
+ * sizes against the bytes given to them; a codec the reader doesn't know
+ * gives ODV_E_VERSION. */
 #define ODV_COMPRESS_NONE 0u
 #define ODV_COMPRESS_LOSSLESS 1u
 #define ODV_COMPRESS_JPEG 2u
@@ -176,6 +181,13 @@ ODV_API OdvStatus FlattenRPCDataToStream(OdvRPCData* data, void* target, uint64_
                                          uint64_t* written);
 ODV_API OdvStatus DisposeRPCData(OdvRPCData* data);
 
+/* Threads that pack and unpack one image with the lossless codec, process
+ * wide: 1 (the default) keeps the work on the calling thread, 0 means one per
+ * processor; at most 1024. The library starts the extra threads on first
+ * use and keeps them until it unloads. */
+ODV_API OdvStatus SetPackingThreads(uint32_t count);
+ODV_API uint32_t GetPackingThreads(void);
+
 /* ---- Runtime handles ----------------------------------------------------
  * String handle: a handle to a block of an i32 length and the characters,
  * no terminator. Array handle: a handle to a block of an i32 element count,
@@ -206,7 +218,11 @@ typedef struct Array1D {
 } Array1D;
 
 /* Unpacks a stream-form image from the bytes of the array into *image,
- * creating the image where *image is null. */
+ * creating the image where *image is null. Packed data that fails a check
+ * leaves *image as it was, with one exception: uncompressed pixels are
+ * hashed while they are copied, so where only their hash fails, the image
+ * has the packed geometry and zeroed pixels (and the status is
+ * ODV_E_CORRUPT). The record form (RpcConvertToGRImage3) behaves the same. */
 ODV_API OdvStatus UnflattenImageFromArray1D(Image** image, const Array1D* array);
 
 /* Sets the text of a string handle; a null *handle gets a new handle. */
