@@ -37,6 +37,9 @@ class LocalDeviceConfigSession : public DeviceConfigSession, public iThread {
   LocalDeviceConfigSession(const char* interfaceName, Status* status);
   ~LocalDeviceConfigSession() override;
 
+  // A driver session that is not bound to its driver yet opens nothing.
+  Status Open() override { return kNotSupported; }
+  Status Close() override { return kNotSupported; }
   bool IsRemote() override { return false; }
   // Runs command `command`: the input is read from its start, the output
   // starts empty and belongs to the caller afterwards (released with free).

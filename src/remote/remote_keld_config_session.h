@@ -9,7 +9,6 @@ namespace keld {
 class RemoteKELDConfigSession : public RemoteDeviceConfigSession {
  public:
   using RemoteDeviceConfigSession::RemoteDeviceConfigSession;
-  ~RemoteKELDConfigSession() override = default;
   std::uint32_t GetDriverType() override { return kDriverKELD; }
 
 #define KELD_REMOTE_KELD_DECLARE(group, name, command, handle, step, target, client, ...) \

@@ -8,9 +8,7 @@ namespace keld {
 class RemoteKELDFWConfigSession : public RemoteDeviceConfigSession {
  public:
   using RemoteDeviceConfigSession::RemoteDeviceConfigSession;
-  ~RemoteKELDFWConfigSession() override = default;
   std::uint32_t GetDriverType() override { return kDriverKELD1394; }
-
 };
 
 }  // namespace keld

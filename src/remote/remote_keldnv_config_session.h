@@ -8,9 +8,7 @@ namespace keld {
 class RemoteKELDNVConfigSession : public RemoteDeviceConfigSession {
  public:
   using RemoteDeviceConfigSession::RemoteDeviceConfigSession;
-  ~RemoteKELDNVConfigSession() override = default;
   std::uint32_t GetDriverType() override { return kDriverKELDnv; }
-
 };
 
 }  // namespace keld

@@ -10,11 +10,7 @@ namespace keld {
 class LocalKELDConfigSession : public LocalDeviceConfigSession {
  public:
   using LocalDeviceConfigSession::LocalDeviceConfigSession;
-  ~LocalKELDConfigSession() override = default;
   std::uint32_t GetDriverType() override { return kDriverKELD; }
-  // Opening and closing come with the driver binding; until then not served.
-  Status Open() override { return kNotSupported; }
-  Status Close() override { return kNotSupported; }
 
 #define KELD_LOCAL_KELD_HANDLER(group, name, command, handle, step, target, client, ...) \
   KELD_LOCAL_KELD_HANDLER_##target(name)
