@@ -145,12 +145,12 @@ struct TestFrame {
   std::uint32_t fineNoise = 0;  // U16: uniform noise of +-fineNoise at 12 bits, on a noiseless picture
 };
 
-Image* MakeTestFrame(const TestFrame& spec) {
+Image* MakeTestFrame(const TestFrame& shape) {
   Image* image = nullptr;
-  NewImage(&image, spec.bayer ? std::uint32_t{ODV_RGB32} : spec.type, kWidth, kHeight, 0);
-  if (spec.type == ODV_U16) SetBitDepth(image, 12);
-  FillTestPattern(image, 5, spec.noise, 42);
-  if (spec.fineNoise != 0) {
+  NewImage(&image, shape.bayer ? std::uint32_t{ODV_RGB32} : shape.type, kWidth, kHeight, 0);
+  if (shape.type == ODV_U16) SetBitDepth(image, 12);
+  FillTestPattern(image, 5, shape.noise, 42);
+  if (shape.fineNoise != 0) {
     // The 8-bit picture scaled to 12 bits has only 256 levels, which a
     // general codec exploits and no sensor shows: noise at full resolution.
     std::uint32_t state = 7;
@@ -160,12 +160,12 @@ Image* MakeTestFrame(const TestFrame& spec) {
       auto* pixels = static_cast<std::uint16_t*>(row);
       for (std::uint32_t x = 0; x < kWidth; ++x) {
         state = state * 1664525u + 1013904223u;
-        const int value = int(pixels[x]) + int((state >> 16) % (2 * spec.fineNoise + 1)) - int(spec.fineNoise);
+        const int value = int(pixels[x]) + int((state >> 16) % (2 * shape.fineNoise + 1)) - int(shape.fineNoise);
         pixels[x] = static_cast<std::uint16_t>(std::clamp(value, 0, 4095));
       }
     }
   }
-  if (!spec.bayer) return image;
+  if (!shape.bayer) return image;
   Image* mosaic = nullptr;
   NewImage(&mosaic, ODV_U8, kWidth, kHeight, 0);
   for (std::uint32_t y = 0; y < kHeight; ++y) {
@@ -314,15 +314,15 @@ CodecRow Jxl(const std::vector<std::uint8_t>& raw, std::uint32_t type, int effor
 
 // The table of lossless codecs on one frame: ours through the library
 // (1 thread and all cores), then the field's libraries on the same bytes.
-void CodecTable(const TestFrame& spec) {
-  Image* frame = MakeTestFrame(spec);
-  const std::uint32_t pixelSize = ImageTypePixelSize(spec.type);
+void CodecTable(const TestFrame& shape) {
+  Image* frame = MakeTestFrame(shape);
+  const std::uint32_t pixelSize = ImageTypePixelSize(shape.type);
   const std::size_t raw = std::size_t{kWidth} * kHeight * pixelSize;
   std::vector<std::uint8_t> bytes(raw);
   void* first = nullptr;
   GetImagePixel(frame, 0, 0, &first);
   std::memcpy(bytes.data(), first, raw);
-  std::printf("\nlossless, %s: %ux%u, %zu bytes\n", spec.name, kWidth, kHeight, raw);
+  std::printf("\nlossless, %s: %ux%u, %zu bytes\n", shape.name, kWidth, kHeight, raw);
   std::printf("%-26s %10s %10s %11s %8s\n", "codec", "pack MB/s", "unpack MB/s", "round MB/s", "ratio");
   const CodecRow ours = OurCodec(frame, 1);
   PrintRow("keld pixel codec, 1 thread", raw, ours);
@@ -372,13 +372,13 @@ void CodecTable(const TestFrame& spec) {
   libdeflate_free_decompressor(inflater);
 #endif
 #if defined(HAVE_CHARLS)
-  PrintRow("CharLS JPEG-LS", raw, CharLs(bytes, spec.type));
+  PrintRow("CharLS JPEG-LS", raw, CharLs(bytes, shape.type));
 #endif
 #if defined(HAVE_JXL)
   for (int effort : {1, 2}) {
     char name[32];
     std::snprintf(name, sizeof name, "libjxl lossless effort %d", effort);
-    PrintRow(name, raw, Jxl(bytes, spec.type, effort));
+    PrintRow(name, raw, Jxl(bytes, shape.type, effort));
   }
 #endif
   DisposeImage(frame);

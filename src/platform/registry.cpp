@@ -104,4 +104,10 @@ void SetRegistryFilePath(const std::string& path) {
 }
 }  // namespace testing
 
+std::optional<std::string> CurrentConfigurationKey() {
+  const std::optional<std::string> version = ReadRegistryString(kConfigurationKey, "CurrentVersion");
+  if (!version || version->size() >= 256) return std::nullopt;
+  return std::string(kConfigurationKey) + "\\" + *version;
+}
+
 }  // namespace keld

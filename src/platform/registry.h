@@ -19,8 +19,16 @@ namespace keld {
 
 inline constexpr const char* kDefaultRegistryPath = "/etc/keldcfgc/registry.reg";
 
+// The library's key; its value "CurrentVersion" names the sub-key that holds
+// the settings.
+inline constexpr const char* kConfigurationKey = "HKEY_LOCAL_MACHINE\\SOFTWARE\\Orvane Devices\\OD-KELD Configuration";
+
 std::optional<std::uint32_t> ReadRegistryDword(const std::string& keyPath, const std::string& name);
 std::optional<std::string> ReadRegistryString(const std::string& keyPath, const std::string& name);
+
+// The sub-key of the current version of the configuration key, where
+// "CurrentVersion" is there and shorter than 256 characters.
+std::optional<std::string> CurrentConfigurationKey();
 
 namespace testing {
 // Points the registry at another file (empty: back to the system path). Test only.

@@ -7,11 +7,10 @@
 namespace keld {
 
 std::uint32_t ReadRemotePort() {
-  const std::optional<std::string> version = ReadRegistryString(kConfigurationKey, "CurrentVersion");
-  if (!version || version->size() >= 256) return kDefaultRemotePort;
-  const std::string subKey = std::string(kConfigurationKey) + "\\" + *version;
-  if (const std::optional<std::uint32_t> number = ReadRegistryDword(subKey, "RemotePort")) return *number;
-  if (const std::optional<std::string> text = ReadRegistryString(subKey, "RemotePort")) {
+  const std::optional<std::string> subKey = CurrentConfigurationKey();
+  if (!subKey) return kDefaultRemotePort;
+  if (const std::optional<std::uint32_t> number = ReadRegistryDword(*subKey, "RemotePort")) return *number;
+  if (const std::optional<std::string> text = ReadRegistryString(*subKey, "RemotePort")) {
     if (text->size() < 256) return static_cast<std::uint32_t>(std::atoi(text->c_str()));
   }
   return kDefaultRemotePort;

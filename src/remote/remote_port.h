@@ -9,7 +9,6 @@
 namespace keld {
 
 inline constexpr std::uint32_t kDefaultRemotePort = 7750;
-inline constexpr const char* kConfigurationKey = "HKEY_LOCAL_MACHINE\\SOFTWARE\\Orvane Devices\\OD-KELD Configuration";
 
 std::uint32_t ReadRemotePort();
 

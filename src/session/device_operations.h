@@ -81,7 +81,7 @@ inline constexpr std::uint32_t kConfigureAcquisitionWithFlags = 71;
   X(FIRST, GrabImage, 12, 1, NoStep, HandlerCustom, ProxyCustom, (Raw, std::uint32_t*, bufferNumber), \
     (Raw, Image*, image)) \
   X(FIRST, ConfigureAcquisition, 13, 0, StopFirst, HandlerWithFlags, ProxyCustom, (In, std::uint32_t, continuous), \
-    (In, std::uint32_t, bufferCount)) \
+    (In, std::uint32_t, count)) \
   X(FIRST, StartAcquisition, 14, 0, StopFirst, Direct, Proxy) \
   X(FIRST, CopyImage, 15, 1, NoStep, HandlerCustom, ProxyCustom, (Raw, std::uint32_t*, bufferNumber), \
     (Raw, Image*, image)) \
@@ -181,7 +181,7 @@ inline constexpr std::uint32_t kConfigureAcquisitionWithFlags = 71;
   X(OPTIONAL, RenameCameraLinkBoard, NoCommand, 0, NoStep, NoTarget, NoProxy, (Ref, const char*, oldName), \
     (Ref, const char*, newName)) \
   X(OPTIONAL, CopyKELDCameraFile, NoCommand, 0, NoStep, NoTarget, NoProxy, (Ref, const char*, name)) \
-  X(OPTIONAL, KELDRingSetup, 43, 0, NoStep, KeldHandler, KeldProxy, (In, std::uint32_t, bufferCount), \
+  X(OPTIONAL, KELDRingSetup, 43, 0, NoStep, KeldHandler, KeldProxy, (In, std::uint32_t, count), \
     (In, std::uint32_t, first), (In, std::uint32_t, second)) \
   X(OPTIONAL, KELDSequenceSetup, 44, 0, NoStep, KeldHandlerCustom, KeldProxyCustom, (In, std::uint32_t, count), \
     (Raw, void*, table), (In, std::uint32_t, first), (In, std::uint32_t, second)) \

@@ -6,7 +6,6 @@
 #include <cstdio>
 #include <string>
 
-#include "foundation/error_text.h"
 #include "platform/version.h"
 #include "session/library_version.h"
 
@@ -74,12 +73,6 @@ bool ThreadAttach(PackageCallback callback) {
 void ThreadDetach(PackageCallback callback) { callback(5); }
 
 namespace {
-
-// Static objects of the library, in the order they must come to life. The
-// error text providers register in search order: the three driver families
-// first, the library's own table last. The registry's lock and map follow
-// in the registry's own unit; their order there is fixed by definition.
-const std::uint32_t tableProviderRegistered = RegisterErrorTextProvider(&LibraryErrorTextProvider);
 
 // Runs the attach phases when the library is loaded and the detach phases
 // when it is unloaded.

@@ -223,8 +223,8 @@ class TableDouble : public LocalKELDConfigSession {
     *bufferNumber = seed + 40;
     return answer != kSuccess ? answer : Paint(image);
   }
-  Status ConfigureAcquisition(std::uint32_t continuous, std::uint32_t bufferCount) override {
-    log.push_back("ConfigureAcquisition|" + BytesOfValue(continuous) + "|" + BytesOfValue(bufferCount));
+  Status ConfigureAcquisition(std::uint32_t continuous, std::uint32_t count) override {
+    log.push_back("ConfigureAcquisition|" + BytesOfValue(continuous) + "|" + BytesOfValue(count));
     return answer;
   }
   Status CopyImage(std::uint32_t* bufferNumber, Image* image) override {
