@@ -1,0 +1,160 @@
+// The background image thread of a session on a target: started by a grab
+// set-up that asks for flattened or shown images, answering grabs from the
+// newest image it flattened, ending at its first failure with that status,
+// and stopped before or after the commands that reconfigure the session.
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <thread>
+
+#include "image/cfg_image.h"
+#include "local/keld/local_keld_config_session.h"
+#include "odvissvc/odvissvc.h"
+#include "attributes/wire.h"
+
+namespace keld {
+namespace {
+
+using testing::Wire;
+
+// A frame-grabber session whose grabs paint a numbered image and can be
+// told to fail from a given grab on.
+class Grabber : public LocalKELDConfigSession {
+ public:
+  Grabber() : LocalKELDConfigSession("grabber", &constructed_) {}
+  ~Grabber() override { StopImageThread(); }
+
+  Status SetupGrab(std::uint32_t) override { return kSuccess; }
+  Status GrabImage(std::uint32_t* number, Image* image) override {
+    const int n = ++grabs;
+    if (failFrom != 0 && n >= failFrom) return 0xBFF60077;
+    *number = static_cast<std::uint32_t>(n);
+    if (ResizeAndCastImage(image, 4, 2, 0) != 0) return kInternalError;
+    return FillTestPattern(image, static_cast<std::uint32_t>(n), 0, 0) == 0 ? kSuccess : kInternalError;
+  }
+  Status StartAcquisition() override {
+    startedWithThread = ImageThreadExists();
+    return kSuccess;
+  }
+  Status StopAcquisition() override {
+    stoppedWithThread = ImageThreadExists();
+    return kSuccess;
+  }
+  Status UnconfigureAcquisition() override { return 0xBFF60099; }
+
+  std::atomic<int> grabs{0};
+  std::atomic<int> failFrom{0};
+  std::atomic<bool> startedWithThread{true};
+  std::atomic<bool> stoppedWithThread{false};
+
+ private:
+  Status constructed_ = kSuccess;
+};
+
+struct Reply {
+  Status status;
+  std::uint32_t number = 0;
+  std::uint32_t size = 0;
+};
+
+Reply Command(Grabber& session, std::uint32_t command, const Wire& input) {
+  ScopedByteStream in;
+  ScopedByteStream out;
+  input.Into(in.get());
+  Reply reply{session.ExecuteCommand(command, in.get(), out.get())};
+  out->Rewind();
+  if (out->size >= 4) {
+    EXPECT_EQ(out->ReadU32(&reply.number), kSuccess);
+  }
+  reply.size = out->size;
+  return reply;
+}
+
+void WaitForGrabs(Grabber& session, int grabs) {
+  for (int i = 0; i < 2000 && session.grabs < grabs; ++i) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+}
+
+TEST(ImageThread, StartsOnlyWhereImagesAreFlattenedOrShown) {
+  Grabber session;
+  EXPECT_EQ(Command(session, 11, Wire().U32(4)).status, kSuccess);
+  EXPECT_FALSE(session.ImageThreadExists());
+  // Bit 2 without a thread: a grab answers the buffer number alone.
+  const Reply alone = Command(session, 12, Wire());
+  EXPECT_EQ(alone.status, kSuccess);
+  EXPECT_EQ(alone.size, 4u);
+  EXPECT_EQ(session.grabs.load(), 0);
+  EXPECT_EQ(Command(session, 11, Wire().U32(1)).status, kSuccess);
+  EXPECT_TRUE(session.ImageThreadExists());
+}
+
+TEST(ImageThread, GrabsAnswerWithTheNewestFlattenedImage) {
+  Grabber session;
+  ASSERT_EQ(Command(session, 11, Wire().U32(1)).status, kSuccess);
+  WaitForGrabs(session, 3);
+  const Reply reply = Command(session, 12, Wire());
+  EXPECT_EQ(reply.status, kSuccess);
+  EXPECT_GT(reply.size, 4u);  // the number, then the image
+  EXPECT_GE(reply.number, 1u);
+  // The client's grab took no acquisition of its own: the thread grabs on.
+  const int before = session.grabs;
+  WaitForGrabs(session, before + 2);
+  EXPECT_GE(session.grabs.load(), before + 2);
+}
+
+TEST(ImageThread, AFailingRoundEndsTheThreadAndGrabsAnswerItsStatus) {
+  Grabber session;
+  session.failFrom = 4;
+  ASSERT_EQ(Command(session, 11, Wire().U32(1)).status, kSuccess);
+  WaitForGrabs(session, 4);
+  // The thread has ended at its failure; its controller stays until a stop.
+  std::this_thread::sleep_for(std::chrono::milliseconds(20));
+  const int ended = session.grabs;
+  std::this_thread::sleep_for(std::chrono::milliseconds(20));
+  EXPECT_EQ(session.grabs.load(), ended);
+  for (int i = 0; i < 2; ++i) {
+    const Reply reply = Command(session, 12, Wire());
+    EXPECT_EQ(reply.status, 0xBFF60077u);
+    EXPECT_EQ(reply.number, 3u);   // the last good grab's number
+    EXPECT_GT(reply.size, 4u);     // and its image
+  }
+  EXPECT_TRUE(session.ImageThreadExists());
+}
+
+TEST(ImageThread, StopFirstAndStopAfterCommands) {
+  Grabber session;
+  ASSERT_EQ(Command(session, 11, Wire().U32(1)).status, kSuccess);
+  EXPECT_EQ(Command(session, 14, Wire()).status, kSuccess);
+  EXPECT_FALSE(session.startedWithThread.load());  // 14 stops the thread first
+  ASSERT_EQ(Command(session, 11, Wire().U32(1)).status, kSuccess);
+  EXPECT_EQ(Command(session, 16, Wire()).status, kSuccess);
+  EXPECT_TRUE(session.stoppedWithThread.load());  // 16 runs the stop, then ends the thread
+  EXPECT_FALSE(session.ImageThreadExists());
+  ASSERT_EQ(Command(session, 11, Wire().U32(1)).status, kSuccess);
+  // 17 answers the operation's status, not the thread's.
+  EXPECT_EQ(Command(session, 17, Wire()).status, 0xBFF60099u);
+  EXPECT_FALSE(session.ImageThreadExists());
+  // A stopping command with no thread changes nothing and runs on.
+  EXPECT_EQ(Command(session, 16, Wire()).status, kSuccess);
+}
+
+TEST(ImageThread, GrabsFromTwoConnectionsWhileAThirdStops) {
+  Grabber session;
+  ASSERT_EQ(Command(session, 11, Wire().U32(1 | 8)).status, kSuccess);
+  std::atomic<bool> done{false};
+  std::thread images([&] {
+    while (!done) {
+      const Reply reply = Command(session, 12, Wire());
+      EXPECT_TRUE(reply.status == kSuccess) << reply.status;
+    }
+  });
+  for (int i = 0; i < 20; ++i) {
+    EXPECT_EQ(Command(session, 16, Wire()).status, kSuccess);
+    EXPECT_EQ(Command(session, 11, Wire().U32(1 | 8)).status, kSuccess);
+  }
+  done = true;
+  images.join();
+}
+
+}  // namespace
+}  // namespace keld
