@@ -115,6 +115,7 @@ std::uint32_t CfgImage::HeaderWord(int index) const {
 
 std::uint32_t CfgImage::GetWidth() const { return HeaderWord(ODV_WORD_WIDTH); }
 std::uint32_t CfgImage::GetHeight() const { return HeaderWord(ODV_WORD_HEIGHT); }
+std::uint32_t CfgImage::GetType() const { return HeaderWord(ODV_WORD_TYPE); }
 std::uint32_t CfgImage::GetLineWidth() const { return HeaderWord(ODV_WORD_LINE_WIDTH); }
 
 void* CfgImage::GetFirstPixel() const {

@@ -54,6 +54,9 @@ class CfgImage {
   std::uint32_t GetWidth() const;
   std::uint32_t GetHeight() const;
   std::uint32_t GetLineWidth() const;
+  std::uint32_t GetType() const;
+  // Word `index` of the image's header; 0 where there is no live image.
+  std::uint32_t HeaderWord(int index) const;
   // Address of pixel (0, 0), null where the library gives none.
   void* GetFirstPixel() const;
 
@@ -62,7 +65,6 @@ class CfgImage {
 
  private:
   void Release();
-  std::uint32_t HeaderWord(int index) const;
   // Calls the library even when `*status` is already nonzero; keeps the first failure.
   void LockImage(Status* status, std::uint32_t mode);
   void UnlockImage(Status* status, std::uint32_t mode);

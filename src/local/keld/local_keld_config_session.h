@@ -16,6 +16,7 @@
 #include <memory>
 #include <vector>
 
+#include "image/cfg_image.h"
 #include "local/local_device_config_session.h"
 #include "platform/dynamic_library.h"
 
@@ -64,6 +65,85 @@ class LocalKELDConfigSession : public LocalDeviceConfigSession {
   Status WriteU32(std::uint32_t space, std::uint32_t address, std::uint32_t count,
                   const std::uint32_t* values) override;
 
+  // ---- Acquisition --------------------------------------------------------
+  Status SnapImage(std::uint32_t flags, Image* image) override;
+  Status SetupGrab(std::uint32_t flags) override;
+  Status GrabImage(std::uint32_t* number, Image* image) override;
+  Status ConfigureAcquisition(std::uint32_t continuous, std::uint32_t count) override;
+  Status StartAcquisition() override;
+  Status CopyImage(std::uint32_t* number, Image* image) override;
+  Status StopAcquisition() override;
+  Status UnconfigureAcquisition() override;
+  Status AutoExposure(double* first, double* second) override;
+  Status CalculateBayerGains(std::uint32_t target, double* red, double* green, double* blue) override;
+  Status KELDRingSetup(std::uint32_t count, std::uint32_t first, std::uint32_t second) override;
+  Status KELDSequenceSetup(std::uint32_t count, void* table, std::uint32_t first, std::uint32_t second) override;
+  Status KELDSessionStartAcquisition() override;
+  Status KELDSessionStopAcquisition() override;
+  // Whether a raw Bayer frame is to be decoded to colour here.
+  bool NeedsBayerDecoding(std::uint32_t flags);
+  // Sizes `target` as the driver's images are (the colour type where decoded).
+  Status PrepareImage(CfgImage& target, bool decode);
+  // Decodes a raw frame into the session's image.
+  Status DecodeBayer(const void* source, std::uint32_t sourceRowPixels);
+
+  // ---- Camera, interface and data files ----------------------------------
+  Status QueryCameraFileDataList(CameraFileDataList* files, std::uint32_t* current) override;
+  Status QueryReferenceCameraFileList(StringList* files) override;
+  Status QueryInterfaceFileDataList(std::uint32_t serial, InterfaceFileDataList* files) override;
+  Status QueryAcqUnitCameraFileList(const char* path, StringList* files) override;
+  Status ChangeInterfaceFile(const char* path) override;
+  Status WriteInterfaceFile(const char* path, std::uint32_t reload) override;
+  Status GetDataFilePath(CFGString* path) override;
+  // Whether the interface file belongs to this board; where it is another
+  // board's active file, that board gets a new one first.
+  Status CheckInterfaceFileOwner(const char* path, bool* sameBoard);
+
+  // ---- Camera attribute tree ----------------------------------------------
+  Status QueryCameraAttributeList(CameraAttributeList* list) override;
+  Status SetCameraAttribute(std::uint32_t attributeId, const char* text, double number, std::uint8_t useDefault) override;
+  // Appends an attribute, its values and the sub-tree of its current value.
+  Status AddCameraAttribute(CameraAttributeList* list, std::uint32_t attributeId, std::uint32_t depth);
+
+  // ---- Triggers, pulses, registers, diagnostics and lighting -------------
+  Status ConfigureTrigger(std::uint32_t first, std::uint32_t second, std::uint32_t third, std::uint32_t fourth) override;
+  Status WriteBlock(std::uint64_t block, std::uint32_t first, std::uint32_t second, std::uint32_t width,
+                    std::uint32_t height, const void* data) override;
+  Status ReadBlock(std::uint64_t block, std::uint32_t first, std::uint32_t second, std::uint32_t width,
+                   std::uint32_t height, void* data) override;
+  Status IsFPGAClassNumSupported(std::uint32_t classNumber, std::uint32_t* supported) override;
+  Status InitializeDiagnostics(std::uint32_t* first, std::uint32_t* second) override;
+  Status QueryDiagnosticResults(std::uint32_t which, StringList* names, StringList* messages) override;
+  Status GetSerialErrorText(CFGString* text) override;
+  Status KELDPulseCreate2(std::uint32_t first, std::uint32_t second, std::uint32_t third, std::uint32_t fourth,
+                          std::uint32_t fifth, std::uint32_t sixth, std::uint32_t seventh, std::uint32_t eighth,
+                          std::uint32_t ninth, std::uint32_t tenth, std::uint32_t* pulse) override;
+  Status KELDPulseDispose(std::uint32_t pulse) override;
+  Status KELDPulseRate(double delay, double width, std::uint32_t* first, std::uint32_t* second,
+                       std::uint32_t* third) override;
+  Status KELDPulseStart(std::uint32_t pulse) override;
+  Status KELDPulseStop(std::uint32_t pulse) override;
+  Status KELDPulseSetDutyCycle(std::uint32_t pulse, std::uint32_t first, std::uint32_t second) override;
+  Status KELDSessionTriggerDrive2(std::uint32_t first, std::uint32_t second, std::uint32_t third,
+                                  std::uint32_t fourth) override;
+  Status KELDSessionTriggerRead2(std::uint32_t first, std::uint32_t second, std::uint32_t third,
+                                 std::uint32_t* value) override;
+  Status KELDSessionTriggerRoute2(std::uint32_t first, std::uint32_t second, std::uint32_t third,
+                                  std::uint32_t fourth) override;
+  Status KELDSessionTriggerClear() override;
+  Status KELDSessionTriggerConfigure2(std::uint32_t first, std::uint32_t second, std::uint32_t third,
+                                      std::uint32_t fourth, std::uint32_t fifth) override;
+  Status KELDSessionLineTrigSource2(std::uint32_t first, std::uint32_t second, std::uint32_t third,
+                                    std::uint32_t fourth) override;
+  Status KELDEncoderResetPosition() override;
+  Status KELDSessionTriggerConfigure3(std::uint32_t first, std::uint32_t second, std::uint32_t third,
+                                      std::uint32_t fourth, std::uint32_t fifth, double time,
+                                      std::uint32_t sixth) override;
+  Status KELDSessionTriggerGet(std::uint32_t trigger, std::uint32_t* first, std::uint32_t* second,
+                               std::uint32_t* third, std::uint32_t* fourth, std::uint32_t* fifth, double* time,
+                               std::uint32_t* sixth) override;
+  Status KELDLoadLightingLimits(LightHeadRecord* data) override;
+
   // The frame-grabber commands on a target.
 #define KELD_LOCAL_KELD_HANDLER(group, name, command, handle, step, target, client, ...) \
   KELD_LOCAL_KELD_HANDLER_##target(name)
@@ -97,6 +177,8 @@ class LocalKELDConfigSession : public LocalDeviceConfigSession {
   // Opens an interface and a session on it by name, into the session's
   // identifiers.
   Status OpenByName(const char* name);
+  // The acquisition mode takes its setting (both conveniences).
+  void CopyAcquisitionMode();
 };
 
 // The driver's version word: 0x03000000 where the driver does not tell it.
