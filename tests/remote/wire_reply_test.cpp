@@ -181,12 +181,12 @@ TEST(CommandReply, FaultRaisesItsStatus) {
 class DebugNotes {
  public:
   DebugNotes() {
-    keld::testing::SetDebugSink([this](const std::string& line) {
+    keld::SetDebugSink([this](const std::string& line) {
       std::lock_guard<std::mutex> guard(lock_);
       lines_.push_back(line);
     });
   }
-  ~DebugNotes() { keld::testing::SetDebugSink({}); }
+  ~DebugNotes() { keld::SetDebugSink({}); }
   std::vector<std::string> lines() {
     std::lock_guard<std::mutex> guard(lock_);
     return lines_;
