@@ -40,6 +40,7 @@ list(GET _keld_parts 1 KELD_VERSION_MINOR)
 # The C++ version functions live in a namespace named after major and minor;
 # their header and the export map must name the same one.
 foreach(_keld_file include/keldcfgc/version.hpp src/keldcfgc.map)
+  set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${CMAKE_CURRENT_LIST_DIR}/../${_keld_file})
   file(READ ${CMAKE_CURRENT_LIST_DIR}/../${_keld_file} _keld_text)
   if(NOT _keld_text MATCHES "nKELDCFGC_${KELD_VERSION_MAJOR}_${KELD_VERSION_MINOR}::|namespace nKELDCFGC_${KELD_VERSION_MAJOR}_${KELD_VERSION_MINOR} ")
     message(FATAL_ERROR "${_keld_file} does not name nKELDCFGC_${KELD_VERSION_MAJOR}_${KELD_VERSION_MINOR}, "
