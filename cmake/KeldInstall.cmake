@@ -42,6 +42,11 @@ endfunction()
 # (dladdr() on one of its own functions gives that folder).
 # With KELD_INSTALL_DRIVERS off, the drivers and their data are built and
 # filled in the build tree but not installed.
+#
+# Under GCC's AddressSanitizer, dlopen() runs from inside the sanitizer's
+# runtime, and the loader then searches neither the library's RUNPATH nor the
+# program's: a driver loaded by its plain name is found there only through
+# LD_LIBRARY_PATH (for tests, the ENVIRONMENT property with ${CMAKE_BINARY_DIR}/lib).
 function(keld_install_driver)
   cmake_parse_arguments(PARSE_ARGV 0 arg "" "NAME;DESCRIPTION" "DATA")
   set(targets ${arg_UNPARSED_ARGUMENTS})
