@@ -27,7 +27,8 @@ function(keld_install_program)
   endforeach()
 endfunction()
 
-# keld_install_driver(<target>... [NAME <name>] [DESCRIPTION <file>] [DATA <folder>...])
+# keld_install_driver(<target>... [NAME <name>] [DESCRIPTION <file>] [DATA <folder>...]
+#                     [BOARD_TESTS <target>...])
 #
 # For a driver library that the configuration library loads by name: builds
 # it into the library folder with RUNPATH $ORIGIN and installs it beside
@@ -40,6 +41,9 @@ endfunction()
 #   KELD_DRIVER_DATA_SUBDIR="keldcfgc/<name>"
 # the path of that folder relative to the folder that holds the driver
 # (dladdr() on one of its own functions gives that folder).
+# BOARD_TESTS are the board-test libraries (libTest7105.so ...) that the
+# library loads from the folder the driver names as its diagnostics folder:
+# they are built into and installed to the same data folder.
 # With KELD_INSTALL_DRIVERS off, the drivers and their data are built and
 # filled in the build tree but not installed.
 #
@@ -48,7 +52,7 @@ endfunction()
 # program's: a driver loaded by its plain name is found there only through
 # LD_LIBRARY_PATH (for tests, the ENVIRONMENT property with ${CMAKE_BINARY_DIR}/lib).
 function(keld_install_driver)
-  cmake_parse_arguments(PARSE_ARGV 0 arg "" "NAME;DESCRIPTION" "DATA")
+  cmake_parse_arguments(PARSE_ARGV 0 arg "" "NAME;DESCRIPTION" "DATA;BOARD_TESTS")
   set(targets ${arg_UNPARSED_ARGUMENTS})
   if(NOT targets)
     message(FATAL_ERROR "keld_install_driver: no target named")
@@ -81,6 +85,17 @@ function(keld_install_driver)
     target_compile_definitions(${target} PRIVATE KELD_DRIVER_DATA_SUBDIR="${subdir}")
     if(KELD_INSTALL_DRIVERS)
       install(TARGETS ${target} LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+    endif()
+  endforeach()
+
+  # Board tests live in the data folder and may use the libraries two levels up.
+  foreach(target ${arg_BOARD_TESTS})
+    set_target_properties(${target} PROPERTIES
+      LIBRARY_OUTPUT_DIRECTORY ${build_data}
+      BUILD_RPATH "$ORIGIN/../.." INSTALL_RPATH "$ORIGIN/../.." BUILD_WITH_INSTALL_RPATH ON)
+    target_link_options(${target} PRIVATE -Wl,--enable-new-dtags)
+    if(KELD_INSTALL_DRIVERS)
+      install(TARGETS ${target} LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/${subdir})
     endif()
   endforeach()
 

@@ -1,7 +1,7 @@
 # keld_install_driver() puts a driver beside the library with RUNPATH
-# $ORIGIN and its description and data in keldcfgc/<name> beside it, in the
-# build tree and in an install alike. Arguments: SOURCE WORK GENERATOR
-# C_COMPILER KELD_SOURCE_DIR.
+# $ORIGIN and its description, data and board-test libraries in
+# keldcfgc/<name> beside it, in the build tree and in an install alike.
+# Arguments: SOURCE WORK GENERATOR C_COMPILER KELD_SOURCE_DIR.
 cmake_minimum_required(VERSION 3.25)
 file(REMOVE_RECURSE ${WORK})
 
@@ -22,9 +22,9 @@ run(${CMAKE_COMMAND} --install build)
 
 set(missing "")
 foreach(file build/lib/libstandin.so build/lib/keldcfgc/standin_driver/devices.json
-             build/lib/keldcfgc/standin_driver/example.txt
+             build/lib/keldcfgc/standin_driver/example.txt build/lib/keldcfgc/standin_driver/libStandinTest.so
              prefix/lib/libstandin.so prefix/lib/keldcfgc/standin_driver/devices.json
-             prefix/lib/keldcfgc/standin_driver/example.txt)
+             prefix/lib/keldcfgc/standin_driver/example.txt prefix/lib/keldcfgc/standin_driver/libStandinTest.so)
   if(NOT EXISTS ${WORK}/${file})
     list(APPEND missing ${file})
   else()
@@ -38,6 +38,10 @@ endif()
 execute_process(COMMAND readelf -d ${WORK}/prefix/lib/libstandin.so OUTPUT_VARIABLE dynamic)
 if(NOT dynamic MATCHES "\\(RUNPATH\\)[^\n]*\\[\\$ORIGIN\\]")
   message(FATAL_ERROR "the installed driver lacks RUNPATH $ORIGIN:\n${dynamic}")
+endif()
+execute_process(COMMAND readelf -d ${WORK}/prefix/lib/keldcfgc/standin_driver/libStandinTest.so OUTPUT_VARIABLE dynamic)
+if(NOT dynamic MATCHES "\\(RUNPATH\\)[^\n]*\\[\\$ORIGIN/\\.\\./\\.\\.\\]")
+  message(FATAL_ERROR "the installed board test lacks RUNPATH $ORIGIN/../..:\n${dynamic}")
 endif()
 execute_process(COMMAND strings ${WORK}/prefix/lib/libstandin.so OUTPUT_VARIABLE text)
 if(NOT text MATCHES "keldcfgc/standin_driver")
