@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
-# Installs the Debian packages the project builds and tests with. Safe to run again.
+# Installs the Debian packages the project builds, tests and packages with (cpack -G DEB
+# needs dpkg-shlibdeps from build-essential and `file`). Safe to run again.
 set -euo pipefail
 packages=(
-  build-essential cmake ninja-build pkg-config git
+  build-essential cmake ninja-build pkg-config git file
   libgtest-dev libgmock-dev libbenchmark-dev
   libboost-dev
   nlohmann-json3-dev libcli11-dev

@@ -4,6 +4,9 @@
 
 #include <CLI/CLI.hpp>
 
+#include "keldcfgc/version.hpp"
+#include "session/library_version.h"
+
 namespace keld::server {
 
 bool ParseAddress(const std::string& text, std::uint32_t* address) {
@@ -25,8 +28,39 @@ bool ParseListen(const std::string& text, std::uint32_t* address, std::uint16_t*
   return true;
 }
 
+namespace {
+
+// The sections of a manual page that the options alone do not tell.
+constexpr const char* kHelpFooter = R"(
+keldcfgd serves the boards and cameras of this machine to clients of
+libkeldcfgc on other machines (host texts such as "10.0.0.7" or
+"10.0.0.7::name"). It runs in the foreground and logs to standard error.
+
+SIGNALS
+  SIGTERM, SIGINT  stop: close every session made for clients, then exit.
+
+FILES
+  /etc/keldcfgc/registry.reg  the library's settings; its value RemotePort is
+                              the port clients use where a host text names no
+                              target (7750 without it). An example comes with
+                              the documentation (share/doc/keldcfgc).
+
+EXIT STATUS
+  0 stopped by a signal, 1 cannot listen or serve the locator, 2 a bad
+  --listen or --allow; other values: the command line was not understood.
+
+EXAMPLES
+  keldcfgd --listen 0.0.0.0:7750 --allow 10.0.0.5
+  keldcfgd --locator --target demo)";
+
+}  // namespace
+
 int ParseCommandLine(int argc, char** argv, ServerOptions* options) {
   CLI::App app{"keldcfgd: serves configuration sessions of this machine to remote clients over DCE/RPC"};
+  app.footer(kHelpFooter);
+  app.set_version_flag("--version", "keldcfgd of keldcfgc " + tHTVersion(kCurrentVersion).toString(),
+                       "print the library's version and exit");
+  app.option_defaults()->always_capture_default();
   std::string listen = "127.0.0.1:7750";
   std::vector<std::string> allow;
   std::string level = "info";
@@ -39,6 +73,8 @@ int ParseCommandLine(int argc, char** argv, ServerOptions* options) {
   app.add_option("--io-timeout-ms", options->ioTimeoutMs, "ms a peer may take inside one PDU");
   app.add_flag("--allow-mtu-set", options->allowMtuSet, "let clients set adapter MTUs");
   app.add_option("--log-level", level, "error, info or debug")->check(CLI::IsMember({"error", "info", "debug"}));
+  // The empty lists tell their default in their descriptions.
+  for (const char* name : {"--target", "--allow"}) app.get_option(name)->default_str("");
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {

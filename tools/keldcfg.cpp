@@ -62,8 +62,41 @@ int ShowErrorTexts(const std::vector<std::string>& codes) {
 
 }  // namespace
 
+namespace {
+
+// The sections of a manual page that the options alone do not tell.
+constexpr const char* kHelpFooter = R"(
+HOST
+  Absent or 127.0.0.1      this computer, through the library itself.
+  NAME or ADDRESS          the target server keldcfgd on that host, on the
+                           port of the registry value RemotePort (7750).
+  ADDRESS::TARGET          the target TARGET on that host, whose port its
+                           service locator (TCP 3580) tells.
+
+FILES
+  /etc/keldcfgc/registry.reg  the library's settings (RemotePort,
+                              ShowAllPhantomBoards); without it the defaults
+                              hold. An example comes with the documentation
+                              (share/doc/keldcfgc).
+
+EXIT STATUS
+  0 success; 1 a call failed (its status word and text are printed); 2 a
+  bad argument; other values: the command line was not understood.
+
+EXAMPLES
+  keldcfg version
+  keldcfg version --host 10.0.0.7::demo
+  keldcfg mtu --host 10.0.0.7 eth0
+  keldcfg error 0xBFFF8009)";
+
+}  // namespace
+
 int main(int argc, char** argv) {
   CLI::App app{"keldcfg: configure frame-grabber boards and cameras"};
+  app.footer(kHelpFooter);
+  std::int32_t status = 0;
+  app.set_version_flag("--version", "keldcfg of keldcfgc " + nKELDCFGC_18_5::getCurrentVersion(status).toString(),
+                       "print the library's version and exit");
   app.require_subcommand(1);
 
   auto* version = app.add_subcommand("version", "print the library's version, or a target's with --host");

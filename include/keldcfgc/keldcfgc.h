@@ -30,8 +30,13 @@
 extern "C" {
 #endif
 
-/* Image object of the image library; opaque here. */
+/* Image object of the image library; opaque here. The image library's
+ * header declares the same name under the same guard, so both headers may
+ * be included in either order, also in C99, which forbids a second typedef. */
+#ifndef ODVISSVC_IMAGE_DECLARED
+#define ODVISSVC_IMAGE_DECLARED
 typedef struct Image Image;
+#endif
 
 /* Text of a status, cut to 254 characters plus terminator; `text` must hold
  * 255 bytes and may be null (the text is then dropped). */

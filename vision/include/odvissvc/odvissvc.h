@@ -41,7 +41,10 @@ typedef uint32_t OdvStatus;
  * below are stable and may be read directly. Pixel (x, y) lies at
  * first pixel + (y * line width + x) * pixel size; lines may be padded, and a
  * border of `border` pixels surrounds the image on every side. */
+#ifndef ODVISSVC_IMAGE_DECLARED /* also declared by <keldcfgc/keldcfgc.h> */
+#define ODVISSVC_IMAGE_DECLARED
 typedef struct Image Image;
+#endif
 
 #define ODV_HEADER_WORDS 16
 #define ODV_WORD_MAGIC 0
