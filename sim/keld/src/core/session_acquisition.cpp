@@ -512,30 +512,57 @@ Status Session::CopyAreaByNumber(std::uint32_t number, std::uint32_t top, std::u
     const Slot& slot = a.SlotOf(n);
     return slot.holds && slot.number == static_cast<std::uint32_t>(n);
   };
+  // Modes: 0 exactly this buffer, 1 the newest, 2 the next to come, 3 this
+  // buffer or, where it is gone, the oldest one still held.
   std::uint64_t n = number;
-  Status given = st::kOk;
-  switch (mode) {
-    case 0: break;  // exactly this buffer
-    case 1:         // the newest buffer
-      if (acquisition_.done == 0) return st::kNoImageYet;
-      n = acquisition_.done - 1;
-      break;
-    case 2:  // the next buffer to come
-      n = acquisition_.done;
-      break;
-    default:  // this buffer, or the oldest one still held where it is gone
-      if (n < acquisition_.done && !held(n)) {
-        std::uint64_t oldest = acquisition_.done;
-        for (const Slot& slot : acquisition_.slots) {
-          if (slot.holds) oldest = std::min<std::uint64_t>(oldest, slot.number);
-        }
-        if (oldest == acquisition_.done) return st::kBufferOverwritten;
-        n = oldest;
-        given = st::kBufferOverwritten;
-      }
-      break;
+  if (mode == 1) {
+    if (acquisition_.done == 0) return st::kNoImageYet;
+    n = acquisition_.done - 1;
+  } else if (mode == 2) {
+    n = acquisition_.done;
   }
-  if (const Status status = WaitForBufferLocked(lock, n, Deadline()); status != st::kOk) return status;
+  Status given = st::kOk;
+  const Clock::time_point deadline = Deadline();
+  bool waited = false;
+  while (!held(n)) {
+    if (n < acquisition_.done) {
+      if (waited) {
+        // It came while we waited for it, and a later one took its place
+        // before this thread ran again. A waiting copy happens as the
+        // buffer completes: its image is the frame it held then.
+        const Acquisition& a = acquisition_;
+        Slot copy;
+        std::vector<std::uint8_t> memory(a.stride * a.geometry.height);
+        copy.memory = memory.data();
+        if (const Status status = renderer_.Render(a.geometry, a.frameBase + static_cast<std::uint32_t>(a.Offset(n)),
+                                                   copy.memory, a.stride);
+            status != st::kOk) {
+          return status;
+        }
+        if (const Status status = CopyOut(copy, a.geometry, a.stride, top, left, height, width, pixels, rowPixels,
+                                          imageObject);
+            status != st::kOk) {
+          return status;
+        }
+        if (found != nullptr) *found = static_cast<std::uint32_t>(n);
+        if (bufferStatus != nullptr) *bufferStatus = st::kOk;
+        return st::kOk;
+      }
+      if (mode != 3) return st::kBufferOverwritten;
+      std::uint64_t oldest = acquisition_.done;
+      for (const Slot& slot : acquisition_.slots) {
+        if (slot.holds) oldest = std::min<std::uint64_t>(oldest, slot.number);
+      }
+      if (oldest == acquisition_.done) return st::kBufferOverwritten;
+      n = oldest;
+      given = st::kBufferOverwritten;
+      break;
+    }
+    // Back with the buffer held, or gone meanwhile (then the loop decides).
+    const Status status = WaitForBufferLocked(lock, n, deadline);
+    if (status != st::kOk && status != st::kBufferOverwritten) return status;
+    waited = true;
+  }
   Acquisition& a = acquisition_;
   const Status status = CopyOut(a.SlotOf(n), a.geometry, a.stride, top, left, height, width, pixels, rowPixels,
                                 imageObject);
@@ -584,18 +611,22 @@ Status Session::AutoExposure(double& level, double& exposure) {
   if (const Status status = renderer_.MeanLevel(Geometry(), frameCounter_, mean); status != st::kOk) return status;
   ++frameCounter_;
   ++framesAcquired_;
-  // Aim at the middle of the scale: the exposure grows by the ratio of the
-  // aim to what the frame showed, within the camera's range and steps.
+  // The scene is drawn at the camera's default exposure; the level a frame
+  // would show grows in proportion to the exposure (images are not drawn
+  // darker or brighter). The exposure is set to bring that level to the
+  // middle of the scale, within the camera's range and steps.
   const double current = node->Formatted(node->raw);
+  const double reference = node->Formatted(node->defaultRaw);
+  const double measured = reference > 0 ? mean * current / reference : mean;
   const double aim = 127.5;
-  double wanted = mean > 0 ? current * aim / mean : node->Formatted(node->maximum);
+  const double wanted = measured > 0 ? current * aim / measured : node->Formatted(node->maximum);
   double raw = std::round((wanted - node->offset) / node->scale);
   raw = std::clamp(raw, static_cast<double>(node->minimum), static_cast<double>(node->maximum));
   const double steps = std::round((raw - node->minimum) / node->increment);
   raw = std::min(static_cast<double>(node->maximum), node->minimum + steps * node->increment);
   node->raw = static_cast<std::uint32_t>(raw);
   exposure = node->Formatted(node->raw);
-  level = current > 0 ? std::min(100.0, mean * (exposure / current) / 255.0 * 100.0) : 0.0;
+  level = current > 0 ? std::min(100.0, measured * (exposure / current) / 255.0 * 100.0) : 0.0;
   return st::kOk;
 }
 
