@@ -107,35 +107,43 @@ std::string ValueToText(const AttributeValue& value) {
   return out;
 }
 
-std::optional<AttributeValue> ValueFromText(std::uint32_t typeCode, std::string_view text) {
+bool ValueFromText(std::uint32_t typeCode, std::string_view text, AttributeValue& value) {
   switch (typeCode) {
-    case type::kU32:
-      if (const auto value = ParseU32(text)) return AttributeValue{*value};
-      return std::nullopt;
-    case type::kF64:
-      if (const auto value = ParseF64(text)) return AttributeValue{*value};
-      return std::nullopt;
-    case type::kU64:
-      if (const auto value = ParseU64(text)) return AttributeValue{*value};
-      return std::nullopt;
+    case type::kU32: {
+      const auto number = ParseU32(text);
+      if (number) value = *number;
+      return number.has_value();
+    }
+    case type::kF64: {
+      const auto number = ParseF64(text);
+      if (number) value = *number;
+      return number.has_value();
+    }
+    case type::kU64: {
+      const auto number = ParseU64(text);
+      if (number) value = *number;
+      return number.has_value();
+    }
     case type::kString:
-      if (text.size() >= kStringBytes) return std::nullopt;
-      return AttributeValue{std::string(text)};
+      if (text.size() >= kStringBytes) return false;
+      value = std::string(text);
+      return true;
     default: break;
   }
   const std::uint32_t length = VectorLength(typeCode);
-  if (length == 0) return std::nullopt;
+  if (length == 0) return false;
   std::vector<std::uint32_t> elements;
   text = Trim(text);
   while (!text.empty()) {
     const std::size_t space = text.find(' ');
     const auto element = ParseU32(text.substr(0, space));
-    if (!element) return std::nullopt;
+    if (!element) return false;
     elements.push_back(*element);
     text = space == std::string_view::npos ? std::string_view{} : Trim(text.substr(space));
   }
-  if (elements.size() != length) return std::nullopt;
-  return AttributeValue{std::move(elements)};
+  if (elements.size() != length) return false;
+  value = std::move(elements);
+  return true;
 }
 
 bool InRange(const AttributeDef& def, const AttributeValue& value) {

@@ -91,7 +91,8 @@ const AttributeDef* FindAttributeDef(std::uint32_t key);
 std::uint32_t VectorLength(std::uint32_t typeCode);
 
 std::string ValueToText(const AttributeValue& value);
-std::optional<AttributeValue> ValueFromText(std::uint32_t typeCode, std::string_view text);
+// False where the text is no value of the type.
+bool ValueFromText(std::uint32_t typeCode, std::string_view text, AttributeValue& value);
 // Is the value inside the attribute's range (element by element for
 // vectors; strings: no line breaks).
 bool InRange(const AttributeDef& def, const AttributeValue& value);

@@ -76,13 +76,13 @@ void Session::ApplySettings(const std::vector<std::pair<std::uint32_t, std::stri
   for (const auto& [settingKey, text] : settings) {
     const AttributeDef* def = FindAttributeDef(settingKey);
     if (def == nullptr || def->stored != wanted || def->key == key::kPortCameraFile) continue;
-    const auto value = ValueFromText(def->type, text);
-    if (!value || !InRange(*def, *value)) continue;
-    if (settingKey == key::kBayerPattern && std::get<std::uint32_t>(*value) > 3 &&
-        std::get<std::uint32_t>(*value) != kNoBayer) {
+    AttributeValue value;
+    if (!ValueFromText(def->type, text, value) || !InRange(*def, value)) continue;
+    if (settingKey == key::kBayerPattern && std::get<std::uint32_t>(value) > 3 &&
+        std::get<std::uint32_t>(value) != kNoBayer) {
       continue;
     }
-    values_[settingKey] = *value;
+    values_[settingKey] = std::move(value);
   }
 }
 
