@@ -225,3 +225,34 @@ TEST_F(SessionsTest, EnumerationStepsOfTheLibrary) {
 
 }  // namespace
 }  // namespace keldsim_test
+
+namespace keldsim_test {
+namespace {
+
+// A board type that is not installed can be opened to prepare its
+// configuration; it has no camera behind it.
+TEST_F(SessionsTest, PhantomBoardsOpenByTheirType) {
+  const uint32_t sid = Open("interfaceType:7105");
+  EXPECT_EQ(U32(sid, 0x3FF60001), 0x7105u);
+  EXPECT_EQ(U32(sid, 0x3FF600C0), 0xFFFFFFFBu);
+  EXPECT_EQ(U32(sid, 0x3FF601AD), 1u);
+  EXPECT_EQ(Text(sid, 0x3FF604C3), "bayer1280.icd");  // every camera suits it
+  EXPECT_EQ(Text(sid, 0x3FF604BE), "");
+  ASSERT_EQ(odkelduChangeExecutionState(sid, 16), kOk);
+  ASSERT_EQ(odkelduLoadCameraConfig(sid, "mono640.icd"), kOk);
+  ASSERT_EQ(odkelduChangeExecutionState(sid, 256), kOk);
+  ASSERT_EQ(odkelduStoreCameraConfig(sid, "prepared.icd"), kOk);
+  EXPECT_TRUE(fs::exists(folder_ / "prepared.icd"));
+  std::vector<uint8_t> image(640 * 480);
+  void* pixels = image.data();
+  EXPECT_EQ(kldSnapArea(sid, &pixels, 0, 0, 480, 640, 640), kNotSupported);
+  EXPECT_EQ(kldGrabSetup(sid, 1), kNotSupported);
+  uint32_t value = 0;
+  EXPECT_EQ(kldRead(0xFFFFFFFB, 0, 0, 4, &value), kBoardNotFound);  // no hardware to reach
+  Open("INTERFACETYPE:7116::0");
+  EXPECT_EQ(OpenStatus("interfaceType:7100"), kInvalidName);
+  EXPECT_EQ(OpenStatus("interfaceType:71"), kInvalidName);
+}
+
+}  // namespace
+}  // namespace keldsim_test

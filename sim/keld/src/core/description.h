@@ -33,6 +33,9 @@ struct BoardDescription {
   double maxLightCurrent = 1.0;     // amperes a light head may draw continuously
   std::uint64_t memoryBytes = 0;    // on-board memory (register region 1)
   std::map<std::string, BoardTestSetting> boardTests;
+  // A board of a type that is not installed, opened by "interfaceType:NNNN"
+  // to prepare its configuration: every interface type, no hardware behind.
+  bool phantom = false;
 };
 
 struct FailedBoard {

@@ -174,6 +174,7 @@ Status Session::Snap(void** pixels, std::uint32_t top, std::uint32_t left, std::
                      std::uint32_t rowPixels) {
   Lock lock(mutex_);
   if (const Status status = LiveLocked(); status != st::kOk) return status;
+  if (board->desc.phantom) return st::kNotSupported;  // no camera behind a phantom board
   CatchUpLocked(Clock::now());
   if (acquisition_.running) return st::kAcquiring;
   if (const Status status = ReadyForImages(); status != st::kOk) return status;
@@ -221,6 +222,7 @@ Status Session::Snap(void** pixels, std::uint32_t top, std::uint32_t left, std::
 Status Session::GrabSetup(std::uint32_t flags) {
   Lock lock(mutex_);
   if (const Status status = LiveLocked(); status != st::kOk) return status;
+  if (board->desc.phantom) return st::kNotSupported;  // no camera behind a phantom board
   CatchUpLocked(Clock::now());
   if (flags != 1) return st::kInvalidArgument;
   if (acquisition_.running && acquisition_.kind != Kind::kGrab) return st::kAcquiring;
@@ -297,6 +299,7 @@ Status Session::Grab(void** pixels, std::uint32_t wait, std::uint32_t top, std::
 Status Session::ConfigureList(std::uint32_t list, std::vector<BufferSpec> specs) {
   Lock lock(mutex_);
   if (const Status status = LiveLocked(); status != st::kOk) return status;
+  if (board->desc.phantom) return st::kNotSupported;  // no camera behind a phantom board
   CatchUpLocked(Clock::now());
   if (acquisition_.running) return st::kAcquiring;
   if (const Status status = ReadyForImages(); status != st::kOk) return status;
@@ -373,6 +376,7 @@ Status Session::StopAcquisition() {
 Status Session::RingSetup(std::uint32_t count, void** buffers, std::uint32_t startNow, std::uint32_t skip) {
   Lock lock(mutex_);
   if (const Status status = LiveLocked(); status != st::kOk) return status;
+  if (board->desc.phantom) return st::kNotSupported;  // no camera behind a phantom board
   CatchUpLocked(Clock::now());
   if (acquisition_.running) return st::kAcquiring;
   if (const Status status = ReadyForImages(); status != st::kOk) return status;
@@ -409,6 +413,7 @@ Status Session::SequenceSetup(std::uint32_t count, void** buffers, const std::ui
                               std::uint32_t firstSkip) {
   Lock lock(mutex_);
   if (const Status status = LiveLocked(); status != st::kOk) return status;
+  if (board->desc.phantom) return st::kNotSupported;  // no camera behind a phantom board
   CatchUpLocked(Clock::now());
   if (acquisition_.running) return st::kAcquiring;
   if (const Status status = ReadyForImages(); status != st::kOk) return status;
@@ -602,6 +607,7 @@ void Session::ForgetList(std::uint32_t list) {
 Status Session::AutoExposure(double& level, double& exposure) {
   Lock lock(mutex_);
   if (const Status status = LiveLocked(); status != st::kOk) return status;
+  if (board->desc.phantom) return st::kNotSupported;  // no camera behind a phantom board
   CatchUpLocked(Clock::now());
   if (acquisition_.running) return st::kAcquiring;
   if (const Status status = ReadyForImages(); status != st::kOk) return status;

@@ -551,7 +551,22 @@ Status Simulator::InterfaceOpen(const char* name, std::uint32_t* iid) {
   if (base.empty()) return st::kInvalidName;
   Lock lock(mutex_);
   Interface handle;
-  if (base.size() > 7 && EqualNoCase(std::string_view(base).substr(0, 7), "serial:")) {
+  constexpr std::string_view kPhantom = "interfaceType:";
+  if (base.size() > kPhantom.size() && EqualNoCase(std::string_view(base).substr(0, kPhantom.size()), kPhantom)) {
+    // A phantom board: any type of the family, from 7101 to 7116.
+    const std::string digits = base.substr(kPhantom.size());
+    const auto type = digits.size() == 4 && digits.find_first_not_of("0123456789") == std::string::npos
+                          ? ParseU32("0x" + digits)
+                          : std::nullopt;
+    if (!type || *type < 0x7101 || *type > 0x7116) return st::kInvalidName;
+    BoardDescription phantom;
+    phantom.serial = 0xFFFFFFFFu - (*type - 0x7101);
+    phantom.model = "Phantom " + digits;
+    phantom.type = *type;
+    phantom.interfaceTypes = 0x7;
+    phantom.phantom = true;
+    handle.board = std::make_shared<Board>(std::move(phantom));
+  } else if (base.size() > 7 && EqualNoCase(std::string_view(base).substr(0, 7), "serial:")) {
     const std::string digits = base.substr(7);
     const auto serial = digits.size() <= 8 && digits.find_first_not_of("0123456789abcdefABCDEF") == std::string::npos
                             ? ParseU32("0x" + digits)
