@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <atomic>
 #include <cctype>
 #include <charconv>
 #include <cmath>
@@ -104,8 +105,11 @@ bool ReadWholeFile(const std::filesystem::path& path, std::string& text) {
 }
 
 bool WriteWholeFile(const std::filesystem::path& path, std::string_view text) {
+  // A temporary name of its own for every write, so that two writers of one
+  // file never share one.
+  static std::atomic<std::uint64_t> writes{0};
   std::filesystem::path temporary = path;
-  temporary += ".tmp" + std::to_string(::getpid());
+  temporary += ".tmp" + std::to_string(::getpid()) + "-" + std::to_string(++writes);
   {
     std::ofstream out(temporary, std::ios::binary | std::ios::trunc);
     if (!out) return false;
