@@ -151,3 +151,29 @@ TEST_F(SimThreadsTest, ResetEndsAWaitingGrab) {
 
 }  // namespace
 }  // namespace keldsim_test
+
+namespace keldsim_test {
+namespace {
+
+TEST_F(SimThreadsTest, WaitGoesOnWhenTheStalledCameraDoes) {
+  const uint32_t sid = OpenWithCamera(kBoard7105, "mono640.icd");
+  const uint32_t timeout = 600000;
+  ASSERT_EQ(kldSetAttributeFromVoidPtr(sid, 0x3FF60070, &timeout), kOk);
+  ASSERT_EQ(keldsimStallCamera(sid, 1), kOk);
+  std::vector<void*> buffers(2, nullptr);
+  ASSERT_EQ(kldRingSetup(sid, 2, buffers.data(), 1, 0), kOk);
+  uint32_t status = 99, found = 99;
+  std::thread waiter([&] {
+    std::vector<uint8_t> image(640 * 480);
+    uint32_t bufferStatus = 0;
+    status = kldSessionCopyAreaByNumber(sid, 0, 0, 0, 480, 640, image.data(), 640, 0, &found, &bufferStatus);
+  });
+  WaitForCall("kldSessionCopyAreaByNumber", 1);
+  ASSERT_EQ(keldsimStallCamera(sid, 0), kOk);
+  waiter.join();
+  EXPECT_EQ(status, kOk);
+  EXPECT_EQ(found, 0u);
+}
+
+}  // namespace
+}  // namespace keldsim_test

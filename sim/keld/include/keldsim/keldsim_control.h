@@ -69,6 +69,21 @@ KELDSIM_API uint32_t keldsimSetDelay(const char* function, uint32_t milliseconds
  * camera had answered with an error. */
 KELDSIM_API uint32_t keldsimSetSerialError(uint32_t sid, const char* text);
 
+/* Frame faults of a session's camera. They fall on the frames still to
+ * come, in the order the frames come, whatever acquires them (snap, grab,
+ * buffer list, ring, sequence):
+ * - a lost frame never reaches the board: its buffer number is passed over
+ *   (copies of it answer 0xBFF60025; the numbers show a gap; a snap takes
+ *   the next frame instead);
+ * - a failed transfer completes its buffer with a failure: copies of it,
+ *   and the grab or snap that meets it, answer 0xBFF60026;
+ * - a stalled camera sends nothing until it goes on again; every wait for
+ *   an image ends in the session's time-out (attribute 0x3FF60070) with
+ *   0xBFF60007. */
+KELDSIM_API uint32_t keldsimLoseFrames(uint32_t sid, uint32_t frames);
+KELDSIM_API uint32_t keldsimFailTransfers(uint32_t sid, uint32_t frames);
+KELDSIM_API uint32_t keldsimStallCamera(uint32_t sid, uint32_t stalled);
+
 /* ---- Call log ------------------------------------------------------------------ */
 /* The names of the driver functions called since the last clear, one per
  * line, oldest first (the newest 100000 are kept). With a null `text`,

@@ -31,6 +31,17 @@ Status CopyCut(const std::string& text, char* out, uint32_t size) {
   return length < text.size() ? st::kBufferTooSmall : st::kOk;
 }
 
+// A control of one session.
+template <typename Body>
+uint32_t OnSessionControl(uint32_t sid, Body&& body) {
+  return Controlled([&]() -> Status {
+    Status status = st::kOk;
+    const auto session = Simulator::Get().FindSession(sid, status);
+    if (!session) return status;
+    return body(*session);
+  });
+}
+
 }  // namespace
 
 extern "C" {
@@ -82,13 +93,20 @@ uint32_t keldsimSetDelay(const char* function, uint32_t milliseconds) {
 }
 
 uint32_t keldsimSetSerialError(uint32_t sid, const char* text) {
-  return Controlled([&]() -> Status {
-    if (text == nullptr) return st::kInvalidArgument;
-    Status status = st::kOk;
-    const auto session = Simulator::Get().FindSession(sid, status);
-    if (!session) return status;
-    return session->SetSerialError(text);
-  });
+  if (text == nullptr) return st::kInvalidArgument;
+  return OnSessionControl(sid, [&](keldsim::Session& session) { return session.SetSerialError(text); });
+}
+
+uint32_t keldsimLoseFrames(uint32_t sid, uint32_t frames) {
+  return OnSessionControl(sid, [&](keldsim::Session& session) { return session.AddFrameFaults(frames, 0); });
+}
+
+uint32_t keldsimFailTransfers(uint32_t sid, uint32_t frames) {
+  return OnSessionControl(sid, [&](keldsim::Session& session) { return session.AddFrameFaults(0, frames); });
+}
+
+uint32_t keldsimStallCamera(uint32_t sid, uint32_t stalled) {
+  return OnSessionControl(sid, [&](keldsim::Session& session) { return session.SetStalled(stalled != 0); });
 }
 
 uint32_t keldsimGetCallLog(char* text, uint32_t* size) {

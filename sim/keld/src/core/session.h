@@ -14,6 +14,11 @@
 // (any call on it), with every frame whose time has come; waiting for an
 // image waits until its time. Nothing runs in the background.
 //
+// Faults a test can cause: frames that are lost (their buffer numbers are
+// passed over), transfers that fail (the buffer is reported failed), and a
+// camera that stalls (no frame comes until it goes on; waits end in their
+// time-out).
+//
 // Thread safety: every operation takes the session's own lock; waits
 // release it. A session never takes the driver's global lock.
 #pragma once
@@ -25,6 +30,7 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <variant>
@@ -182,6 +188,11 @@ class Session {
   Status SetSerialError(std::string text);
   Status LoadLightingLimits(const void* entry);
   Status FpgaClassSupported(std::uint32_t classNumber, std::uint32_t& supported);
+  // ---- Faults (keldsim_control.h)
+  // The next `lost` frames are lost, the `failed` frames after them fail.
+  Status AddFrameFaults(std::uint32_t lost, std::uint32_t failed);
+  Status SetStalled(bool stalled);
+
   // The levels of the board's pulse outputs, set by the driver's pulses.
   void SetPulseLine(std::uint32_t line, bool running);
   Status Alive();
@@ -195,6 +206,7 @@ class Session {
     std::size_t size = 0;
     std::shared_ptr<DriverMemory> owner;
     bool holds = false;
+    bool failed = false;  // its transfer failed
     std::uint32_t number = 0;
     std::uint64_t timestamp = 0;
   };
@@ -217,6 +229,8 @@ class Session {
     Clock::duration period{};
     std::uint32_t frameBase = 0;
     std::uint64_t done = 0;            // buffers complete so far
+    std::set<std::uint64_t> lost;      // buffers whose frame was lost
+    std::set<std::uint64_t> failed;    // buffers whose transfer failed
     std::int64_t delivered = -1;       // last buffer a grab delivered
     FrameGeometry geometry;
     std::size_t stride = 0;            // bytes between lines in the buffers
@@ -251,6 +265,12 @@ class Session {
 
   // session_acquisition.cpp
   void CatchUpLocked(Clock::time_point now);
+  // The camera's time: while it stalls, the moment it stopped.
+  Clock::time_point CameraTime(Clock::time_point now) const;
+  // Gives the faults still to come to buffers from..to, in order.
+  void AssignFaultsLocked(std::uint64_t from, std::uint64_t to);
+  Status CopyFrameOf(std::uint64_t n, std::uint32_t top, std::uint32_t left, std::uint32_t height,
+                     std::uint32_t width, void* pixels, std::uint32_t rowPixels, bool imageObject);
   void FinishLocked();
   void StopLocked(Clock::time_point now);
   Status StartLocked(Kind kind);
@@ -293,6 +313,8 @@ class Session {
   std::shared_ptr<DriverMemory> snapMemory_;
   std::uint64_t framesAcquired_ = 0;  // all frames the unit has taken
   std::uint64_t encoderBase_ = 0;
+  std::uint32_t pendingLost_ = 0, pendingFailed_ = 0;
+  std::optional<Clock::time_point> stalledSince_;
 
   // Lines and the serial link.
   std::map<std::uint32_t, TriggerSetting> triggers_;

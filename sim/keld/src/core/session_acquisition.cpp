@@ -85,28 +85,56 @@ void Session::FinishLocked() {
   changed_.notify_all();
 }
 
+Session::Clock::time_point Session::CameraTime(Clock::time_point now) const {
+  return stalledSince_ ? std::min(now, *stalledSince_) : now;
+}
+
+void Session::AssignFaultsLocked(std::uint64_t from, std::uint64_t to) {
+  Acquisition& a = acquisition_;
+  for (std::uint64_t n = from; n < to && (pendingLost_ != 0 || pendingFailed_ != 0); ++n) {
+    if (pendingLost_ != 0) {
+      --pendingLost_;
+      a.lost.insert(n);
+    } else {
+      --pendingFailed_;
+      a.failed.insert(n);
+    }
+  }
+}
+
 void Session::CatchUpLocked(Clock::time_point now) {
   Acquisition& a = acquisition_;
   if (!a.running || a.kind == Kind::kGrab) return;
-  const std::uint64_t frames = static_cast<std::uint64_t>((now - a.start) / a.period);
+  const Clock::time_point cameraTime = CameraTime(now);
+  const std::uint64_t frames =
+      cameraTime > a.start ? static_cast<std::uint64_t>((cameraTime - a.start) / a.period) : 0;
   const std::uint64_t complete = a.CompleteAfter(frames);
   if (complete > a.done) {
+    AssignFaultsLocked(a.done, complete);
     const std::uint64_t round = a.order.size();
     const std::uint64_t from = std::max(a.done, complete > round ? complete - round : 0);
     for (std::uint64_t n = from; n < complete; ++n) {
+      if (a.lost.count(n) != 0) continue;  // nothing came: the buffer keeps what it had
       Slot& slot = a.SlotOf(n);
       const std::uint64_t offset = a.Offset(n);
       // A failure to draw (memory for the scene) leaves the buffer as it was;
       // it still counts as acquired, as a frame with lost pixels would.
       (void)renderer_.Render(a.geometry, a.frameBase + static_cast<std::uint32_t>(offset), slot.memory, a.stride);
       slot.holds = true;
+      slot.failed = a.failed.count(n) != 0;
       slot.number = static_cast<std::uint32_t>(n);
       slot.timestamp = Nanoseconds(a.start + a.period * static_cast<std::int64_t>(offset + 1));
     }
     framesAcquired_ += complete - a.done;
     a.done = complete;
-    lastNumber_ = static_cast<std::uint32_t>(complete - 1);
-    lastTimestamp_ = a.SlotOf(complete - 1).timestamp;
+    // The last buffer acquired: a lost one was not.
+    for (std::uint64_t n = complete; n > 0; --n) {
+      if (a.lost.count(n - 1) == 0) {
+        lastNumber_ = static_cast<std::uint32_t>(n - 1);
+        lastTimestamp_ = Nanoseconds(a.start + a.period * static_cast<std::int64_t>(a.Offset(n - 1) + 1));
+        break;
+      }
+    }
     changed_.notify_all();
   }
   if (a.done == a.Total()) FinishLocked();
@@ -140,10 +168,16 @@ Status Session::StartLocked(Kind kind) {
   values_[key::kSkipFrames] = std::uint32_t{0};
   a.done = 0;
   a.delivered = -1;
+  a.lost.clear();
+  a.failed.clear();
   ++a.generation;
-  for (Slot& slot : a.slots) slot.holds = false;
+  for (Slot& slot : a.slots) {
+    slot.holds = false;
+    slot.failed = false;
+  }
   lastNumber_.reset();
-  a.start = Clock::now();
+  // A stalled camera starts when it goes on.
+  a.start = CameraTime(Clock::now());
   a.running = true;
   changed_.notify_all();
   return st::kOk;
@@ -158,12 +192,15 @@ Status Session::WaitForBufferLocked(Lock& lock, std::uint64_t n, Clock::time_poi
     CatchUpLocked(now);
     Acquisition& a = acquisition_;
     if (n < a.done) {
+      if (a.lost.count(n) != 0) return st::kFrameLost;
       const Slot& slot = a.SlotOf(n);
       return slot.holds && slot.number == static_cast<std::uint32_t>(n) ? st::kOk : st::kBufferOverwritten;
     }
     if (!a.running || n >= a.Total()) return st::kAcquisitionEnded;
     if (now >= deadline) return st::kTimeout;
-    const Clock::time_point due = a.start + a.period * static_cast<std::int64_t>(a.Offset(n) + 1);
+    // While the camera stalls nothing is due; going on wakes the wait.
+    const Clock::time_point due = stalledSince_ ? deadline
+                                                : a.start + a.period * static_cast<std::int64_t>(a.Offset(n) + 1);
     changed_.wait_until(lock, std::min(due, deadline));
   }
 }
@@ -182,13 +219,28 @@ Status Session::Snap(void** pixels, std::uint32_t top, std::uint32_t left, std::
   const FrameGeometry geometry = Geometry();
   if (const Status status = CheckArea(top, left, height, width, rowPixels, geometry); status != st::kOk) return status;
   if (rowPixels == 0) rowPixels = width;
-  const std::uint32_t frame = frameCounter_ + U32(key::kSkipFrames);
+  std::uint32_t frame = frameCounter_ + U32(key::kSkipFrames);
   values_[key::kSkipFrames] = std::uint32_t{0};
-  // The snap lasts one frame: exposure and read-out.
+  // The snap lasts one frame, exposure and read-out; a stalled camera sends
+  // nothing until it goes on or the time-out ends the wait.
+  const Clock::time_point deadline = Deadline();
   const auto period = std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(1.0 / F64(key::kFrameRate)));
   changed_.wait_for(lock, period, [this] { return closed_; });
+  while (stalledSince_ && !closed_) {
+    if (Clock::now() >= deadline) return st::kTimeout;
+    changed_.wait_until(lock, deadline);
+  }
   if (const Status status = LiveLocked(); status != st::kOk) return status;
   if (acquisition_.running) return st::kAcquiring;
+  // Lost frames pass; the snap takes the next one that comes.
+  frame += pendingLost_;
+  pendingLost_ = 0;
+  if (pendingFailed_ != 0) {
+    --pendingFailed_;
+    frameCounter_ = frame + 1;
+    ++framesAcquired_;
+    return st::kTransferFailed;
+  }
 
   const std::size_t pixelBytes = geometry.PixelBytes();
   const std::size_t targetStride = std::size_t{rowPixels} * pixelBytes;
@@ -250,7 +302,9 @@ Status Session::Grab(void** pixels, std::uint32_t wait, std::uint32_t top, std::
   std::uint64_t target = 0;
   {
     const Acquisition& a = acquisition_;
-    const std::uint64_t complete = a.CompleteAfter(static_cast<std::uint64_t>((Clock::now() - a.start) / a.period));
+    const Clock::time_point cameraTime = CameraTime(Clock::now());
+    const std::uint64_t complete =
+        a.CompleteAfter(cameraTime > a.start ? static_cast<std::uint64_t>((cameraTime - a.start) / a.period) : 0);
     if (wait == 0) {
       if (complete == 0) return st::kNoImageYet;
       target = complete - 1;
@@ -262,12 +316,28 @@ Status Session::Grab(void** pixels, std::uint32_t wait, std::uint32_t top, std::
   while (true) {
     if (const Status status = LiveLocked(); status != st::kOk) return status;
     if (acquisition_.generation != generation || !acquisition_.running) return st::kAcquisitionEnded;
-    const Acquisition& a = acquisition_;
+    Acquisition& a = acquisition_;
     const Clock::time_point due = a.start + a.period * static_cast<std::int64_t>(a.Offset(target) + 1);
     const Clock::time_point now = Clock::now();
-    if (now >= due) break;
+    if (!stalledSince_ && now >= due) {
+      if (pendingLost_ == 0) break;
+      // This frame is lost: its number passes, and the next one is awaited.
+      --pendingLost_;
+      a.lost.insert(target);
+      ++target;
+      continue;
+    }
     if (now >= deadline) return st::kTimeout;
-    changed_.wait_until(lock, std::min(due, deadline));
+    changed_.wait_until(lock, stalledSince_ ? deadline : std::min(due, deadline));
+  }
+  if (pendingFailed_ != 0) {
+    --pendingFailed_;
+    Acquisition& a = acquisition_;
+    a.failed.insert(target);
+    framesAcquired_ += target + 1 - a.done;
+    a.delivered = static_cast<std::int64_t>(target);
+    a.done = target + 1;
+    return st::kTransferFailed;
   }
 
   Acquisition& a = acquisition_;
@@ -494,6 +564,7 @@ Status Session::CopyArea(std::uint32_t buffer, std::uint32_t top, std::uint32_t 
     if (const Status status = WaitForBufferLocked(lock, n, Deadline()); status != st::kOk) return status;
   }
   const Acquisition& now = acquisition_;
+  if (now.slots[buffer].failed) return st::kTransferFailed;
   return CopyOut(now.slots[buffer], now.geometry, now.stride, top, left, height, width, pixels, rowPixels, false);
 }
 
@@ -518,11 +589,16 @@ Status Session::CopyAreaByNumber(std::uint32_t number, std::uint32_t top, std::u
     return slot.holds && slot.number == static_cast<std::uint32_t>(n);
   };
   // Modes: 0 exactly this buffer, 1 the newest, 2 the next to come, 3 this
-  // buffer or, where it is gone, the oldest one still held.
+  // buffer or, where it is gone (overwritten or lost), the first one after
+  // it still held.
   std::uint64_t n = number;
   if (mode == 1) {
-    if (acquisition_.done == 0) return st::kNoImageYet;
-    n = acquisition_.done - 1;
+    bool any = false;
+    for (const Slot& slot : acquisition_.slots) {
+      if (slot.holds && (!any || slot.number > n)) n = slot.number;
+      any = any || slot.holds;
+    }
+    if (!any) return st::kNoImageYet;
   } else if (mode == 2) {
     n = acquisition_.done;
   }
@@ -530,50 +606,88 @@ Status Session::CopyAreaByNumber(std::uint32_t number, std::uint32_t top, std::u
   const Clock::time_point deadline = Deadline();
   bool waited = false;
   while (!held(n)) {
-    if (n < acquisition_.done) {
-      if (waited) {
+    const Acquisition& a = acquisition_;
+    if (n < a.done) {
+      const bool lost = a.lost.count(n) != 0;
+      if (waited && !lost) {
         // It came while we waited for it, and a later one took its place
         // before this thread ran again. A waiting copy happens as the
         // buffer completes: its image is the frame it held then.
-        const Acquisition& a = acquisition_;
-        Slot copy;
-        std::vector<std::uint8_t> memory(a.stride * a.geometry.height);
-        copy.memory = memory.data();
-        if (const Status status = renderer_.Render(a.geometry, a.frameBase + static_cast<std::uint32_t>(a.Offset(n)),
-                                                   copy.memory, a.stride);
-            status != st::kOk) {
-          return status;
-        }
-        if (const Status status = CopyOut(copy, a.geometry, a.stride, top, left, height, width, pixels, rowPixels,
-                                          imageObject);
-            status != st::kOk) {
-          return status;
-        }
+        const Status status = CopyFrameOf(n, top, left, height, width, pixels, rowPixels, imageObject);
+        if (status != st::kOk && status != st::kTransferFailed) return status;
         if (found != nullptr) *found = static_cast<std::uint32_t>(n);
-        if (bufferStatus != nullptr) *bufferStatus = st::kOk;
-        return st::kOk;
+        if (bufferStatus != nullptr) *bufferStatus = status;
+        return status;
       }
-      if (mode != 3) return st::kBufferOverwritten;
-      std::uint64_t oldest = acquisition_.done;
-      for (const Slot& slot : acquisition_.slots) {
-        if (slot.holds) oldest = std::min<std::uint64_t>(oldest, slot.number);
+      if (mode != 3) return lost ? st::kFrameLost : st::kBufferOverwritten;
+      given = lost ? st::kFrameLost : st::kBufferOverwritten;
+      std::uint64_t next = ~std::uint64_t{0};
+      for (const Slot& slot : a.slots) {
+        if (slot.holds && slot.number >= n) next = std::min<std::uint64_t>(next, slot.number);
       }
-      if (oldest == acquisition_.done) return st::kBufferOverwritten;
-      n = oldest;
-      given = st::kBufferOverwritten;
-      break;
+      // None after it yet: the next one to come.
+      n = next != ~std::uint64_t{0} ? next : a.done;
+      continue;
     }
     // Back with the buffer held, or gone meanwhile (then the loop decides).
     const Status status = WaitForBufferLocked(lock, n, deadline);
-    if (status != st::kOk && status != st::kBufferOverwritten) return status;
+    if (status != st::kOk && status != st::kBufferOverwritten && status != st::kFrameLost) return status;
     waited = true;
   }
   Acquisition& a = acquisition_;
-  const Status status = CopyOut(a.SlotOf(n), a.geometry, a.stride, top, left, height, width, pixels, rowPixels,
-                                imageObject);
+  const Slot& slot = a.SlotOf(n);
+  if (slot.failed) {
+    if (found != nullptr) *found = static_cast<std::uint32_t>(n);
+    if (bufferStatus != nullptr) *bufferStatus = st::kTransferFailed;
+    return st::kTransferFailed;
+  }
+  const Status status = CopyOut(slot, a.geometry, a.stride, top, left, height, width, pixels, rowPixels, imageObject);
   if (status != st::kOk) return status;
   if (found != nullptr) *found = static_cast<std::uint32_t>(n);
   if (bufferStatus != nullptr) *bufferStatus = given;
+  return st::kOk;
+}
+
+// The image buffer n held when it completed, drawn again; a failed
+// transfer answers as such.
+Status Session::CopyFrameOf(std::uint64_t n, std::uint32_t top, std::uint32_t left, std::uint32_t height,
+                            std::uint32_t width, void* pixels, std::uint32_t rowPixels, bool imageObject) {
+  const Acquisition& a = acquisition_;
+  if (a.failed.count(n) != 0) return st::kTransferFailed;
+  std::vector<std::uint8_t> memory(a.stride * a.geometry.height);
+  Slot copy;
+  copy.memory = memory.data();
+  const std::uint32_t frame = a.frameBase + static_cast<std::uint32_t>(a.Offset(n));
+  if (const Status status = renderer_.Render(a.geometry, frame, copy.memory, a.stride); status != st::kOk) {
+    return status;
+  }
+  return CopyOut(copy, a.geometry, a.stride, top, left, height, width, pixels, rowPixels, imageObject);
+}
+
+// ---- Faults
+
+Status Session::AddFrameFaults(std::uint32_t lost, std::uint32_t failed) {
+  Lock lock(mutex_);
+  if (const Status status = LiveLocked(); status != st::kOk) return status;
+  CatchUpLocked(Clock::now());  // the faults fall on frames still to come
+  pendingLost_ += lost;
+  pendingFailed_ += failed;
+  return st::kOk;
+}
+
+Status Session::SetStalled(bool stalled) {
+  Lock lock(mutex_);
+  if (const Status status = LiveLocked(); status != st::kOk) return status;
+  const Clock::time_point now = Clock::now();
+  if (stalled && !stalledSince_) {
+    CatchUpLocked(now);
+    stalledSince_ = now;
+  } else if (!stalled && stalledSince_) {
+    // The camera goes on where it stopped: what runs is later by the pause.
+    if (acquisition_.running) acquisition_.start += now - *stalledSince_;
+    stalledSince_.reset();
+  }
+  changed_.notify_all();
   return st::kOk;
 }
 

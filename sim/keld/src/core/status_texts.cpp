@@ -50,6 +50,8 @@ constexpr StatusTextEntry kTexts[] = {
     {st::kAcquiring, "An acquisition is in progress."},
     {st::kInvalidBuffer, "The buffer was not made by this driver, or belongs to the driver itself."},
     {st::kAcquisitionEnded, "The acquisition ended before this buffer."},
+    {st::kFrameLost, "The image was lost: the camera's frame did not reach the board, and its buffer number was passed over."},
+    {st::kTransferFailed, "The transfer of the image into memory failed."},
     {st::kCameraAttributeNotFound, "The camera has no attribute or value of this name or identifier."},
     {st::kCameraAttributeValue, "The camera does not accept this value."},
     {st::kCameraAttributeKind, "The camera attribute is of another kind."},

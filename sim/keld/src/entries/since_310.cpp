@@ -51,10 +51,11 @@ KeldDriverStatus odkelduCameraAttributeNumericGetIncrementEx(uint32_t sid, uint3
   });
 }
 
-// Modes: 0 exactly buffer `number` (0xBFF60011 where it is overwritten),
-// 1 the newest buffer, 2 the next buffer to come, 3 buffer `number` or,
-// where it is overwritten, the oldest one still held, with 0xBFF60011 in
-// *bufferStatus. A buffer not yet acquired is waited for.
+// Modes: 0 exactly buffer `number` (0xBFF60011 where it is overwritten,
+// 0xBFF60025 where its frame was lost), 1 the newest buffer held, 2 the next
+// buffer to come, 3 buffer `number` or, where it is gone, the first one after
+// it still held, with the reason in *bufferStatus. A buffer not yet acquired
+// is waited for. A buffer whose transfer failed answers 0xBFF60026.
 KeldDriverStatus kldSessionCopyAreaByNumber(uint32_t sid, uint32_t number, uint32_t top, uint32_t left,
                                             uint32_t height, uint32_t width, void* pixels, uint32_t rowPixels,
                                             uint32_t mode, uint32_t* foundNumber, KeldDriverStatus* bufferStatus) {
