@@ -54,7 +54,7 @@ constexpr AttributeDef kDefs[] = {
   {key::kWindowWidth, type::kU32, kConfiguration, kCameraFile, false, kAll, 1, 16384, "Window width"},
   {key::kWindowHeight, type::kU32, kConfiguration, kCameraFile, false, kAll, 1, 16384, "Window height"},
   {key::kWindowRect, type::kRect, kConfiguration, kNo, false, kAll, 0, 16384, "Window"},
-  {key::kFrameRate, type::kF64, kConfiguration, kCameraFile, false, kAll, 1, 1000, "Frame rate"},
+  {key::kFrameRate, type::kF64, kConfiguration, kCameraFile, false, kAll, 0, 1000, "Frame rate"},
   {key::kAcquisitionModeSetting, type::kU32, kConfiguration, kCameraFile, false, kAll, 0, 1, "Acquisition mode setting"},
   {key::kBayerPattern, type::kU32, kConfiguration, kCameraFile, false, kAll, 0, kU32Max, "Bayer pattern"},
   {key::kBayerAlgorithm, type::kU32, kConfiguration, kCameraFile, false, kSince472, 0, 2, "Bayer algorithm"},
@@ -147,6 +147,12 @@ bool ValueFromText(std::uint32_t typeCode, std::string_view text, AttributeValue
 }
 
 bool InRange(const AttributeDef& def, const AttributeValue& value) {
+  // A frame rate of 0 asks for images as fast as they are taken; between 0
+  // and 1 there is none.
+  if (def.key == key::kFrameRate) {
+    const double rate = std::get<double>(value);
+    if (rate > 0 && rate < 1) return false;
+  }
   if (const auto* u32 = std::get_if<std::uint32_t>(&value)) return *u32 >= def.minimum && *u32 <= def.maximum;
   if (const auto* f64 = std::get_if<double>(&value)) {
     return std::isfinite(*f64) && *f64 >= def.minimum && *f64 <= def.maximum;

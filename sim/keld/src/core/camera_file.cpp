@@ -82,7 +82,13 @@ bool CheckCamera(const CameraModel& camera, std::string& error) {
   if (camera.bayer != kNoBayer && (camera.bayer > 3 || camera.imageType == 4)) {
     return Invalid(error, "BayerPattern must be none or 0 to 3, on a U8 or U16 camera");
   }
-  if (!(camera.frameRate >= 1 && camera.frameRate <= 1000)) return Invalid(error, "FrameRate must lie in 1 to 1000");
+  if (!(camera.frameRate == 0 || (camera.frameRate >= 1 && camera.frameRate <= 1000))) {
+    return Invalid(error, "FrameRate must be 0 or lie in 1 to 1000");
+  }
+  if (camera.scene > 2) return Invalid(error, "Scene must be pattern, chart or flat");
+  for (const std::uint32_t level : camera.sceneColour) {
+    if (level > 255) return Invalid(error, "SceneColour takes three levels of 0 to 255");
+  }
   if (camera.noise > 64) return Invalid(error, "Noise must lie in 0 to 64");
   if (camera.interfaceTypes == 0) return Invalid(error, "InterfaceTypes must not be 0");
   std::set<std::string> names;
@@ -179,6 +185,27 @@ Status ParseCameraFile(std::string_view text, CameraModel& camera, std::string& 
   }
   result.frameRate = reader.F64("FrameRate", 30.0, false);
   result.noise = reader.U32("Noise", 0, false);
+  const std::string scene = reader.Text("Scene", false);
+  if (scene.empty() || EqualNoCase(scene, "pattern")) {
+    result.scene = 0;
+  } else if (EqualNoCase(scene, "chart")) {
+    result.scene = 1;
+  } else if (EqualNoCase(scene, "flat")) {
+    result.scene = 2;
+  } else {
+    result.scene = 3;
+  }
+  const std::string colour = reader.Text("SceneColour", false);
+  if (!colour.empty()) {
+    std::string_view rest = colour;
+    for (std::uint32_t& level : result.sceneColour) {
+      rest = Trim(rest);
+      const std::size_t space = rest.find(' ');
+      level = ParseU32(rest.substr(0, space)).value_or(256);
+      rest = space == std::string_view::npos ? std::string_view{} : rest.substr(space);
+    }
+    if (!Trim(rest).empty()) result.sceneColour[0] = 256;
+  }
   if (!reader.ok) return st::kFileFormat;
   for (const auto& section : document.sections) {
     if (EqualNoCase(section.name, "Settings")) {
@@ -244,6 +271,10 @@ std::string FormatCameraFile(const CameraModel& camera) {
   head.Add("BayerPattern", camera.bayer == kNoBayer ? std::string("none") : std::to_string(camera.bayer));
   head.Add("FrameRate", FormatF64(camera.frameRate));
   head.Add("Noise", std::to_string(camera.noise));
+  static const char* const kScenes[] = {"pattern", "chart", "flat"};
+  head.Add("Scene", kScenes[camera.scene]);
+  head.Add("SceneColour", std::to_string(camera.sceneColour[0]) + " " + std::to_string(camera.sceneColour[1]) + " " +
+                              std::to_string(camera.sceneColour[2]));
   if (!camera.settings.empty()) {
     TextSection& settings = document.AddSection("Settings");
     for (const auto& [key, value] : camera.settings) settings.Add(Hex32(key), value);

@@ -9,7 +9,10 @@
 //   InterfaceTypes = 0x3        Width = 640          Height = 480
 //   ImageType = 0 (U8), 4 (RGB32) or 7 (U16)         BitDepth = 8
 //   BayerPattern = none, or 0 to 3 (RG/GB, BG/GR, GB/RG, GR/BG)
-//   FrameRate = 60              Noise = 0
+//   FrameRate = 60 (0: as fast as images are asked for)     Noise = 0
+//   Scene = pattern (the moving test pattern), chart (eight colour patches:
+//           white, grey, black, red, green, blue, yellow, cyan, in two rows)
+//           or flat (one colour)                  SceneColour = 128 128 128 (red, green, blue)
 //   [Settings]
 //   0x3FF60068 = 0              (values of attributes stored in the file)
 //   [Attribute Exposure Time]
@@ -58,6 +61,8 @@ struct CameraModel {
   std::uint32_t width = 0, height = 0, imageType = 0, bitDepth = 8, bayer = kNoBayer;
   double frameRate = 30.0;
   std::uint32_t noise = 0;
+  std::uint32_t scene = 0;  // 0 pattern, 1 chart, 2 flat
+  std::uint32_t sceneColour[3] = {128, 128, 128};  // red, green, blue of a flat scene
   std::vector<std::pair<std::uint32_t, std::string>> settings;
   std::vector<CameraAttributeNode> attributes;
 

@@ -42,7 +42,45 @@ void StampCounter(const FrameGeometry& geometry, std::uint32_t frame, std::uint8
   }
 }
 
+// The chart's patches, red, green, blue: white, grey, black, red in the
+// upper row, green, blue, yellow, cyan in the lower.
+constexpr std::uint32_t kChart[8][3] = {{235, 235, 235}, {128, 128, 128}, {16, 16, 16}, {200, 40, 40},
+                                        {40, 200, 40},   {40, 40, 200},   {200, 200, 40}, {40, 200, 200}};
+
+// A still scene of the chart or of one colour.
+OdvStatus FillStillScene(Image* image, const FrameGeometry& geometry, std::uint32_t type, std::uint32_t depth) {
+  const std::uint32_t maxValue = (1u << depth) - 1;
+  for (std::uint32_t y = 0; y < geometry.sensorHeight; ++y) {
+    void* address = nullptr;
+    if (const OdvStatus status = GetImagePixel(image, 0, y, &address); status != ODV_SUCCESS) return status;
+    auto* row = static_cast<std::uint8_t*>(address);
+    for (std::uint32_t x = 0; x < geometry.sensorWidth; ++x) {
+      std::uint32_t rgb[3] = {geometry.sceneColour[0], geometry.sceneColour[1], geometry.sceneColour[2]};
+      if (geometry.scene == 1) ChartColour(x, y, geometry.sensorWidth, geometry.sensorHeight, rgb);
+      const std::uint32_t luma = (299 * rgb[0] + 587 * rgb[1] + 114 * rgb[2]) / 1000;
+      if (type == 4) {
+        std::uint8_t* pixel = row + std::size_t{x} * 4;
+        pixel[0] = static_cast<std::uint8_t>(rgb[2]);
+        pixel[1] = static_cast<std::uint8_t>(rgb[1]);
+        pixel[2] = static_cast<std::uint8_t>(rgb[0]);
+        pixel[3] = 0;
+      } else if (type == 0) {
+        row[x] = static_cast<std::uint8_t>(luma);
+      } else {
+        const auto wide = static_cast<std::uint16_t>(luma * maxValue / 255);
+        std::memcpy(row + std::size_t{x} * 2, &wide, 2);
+      }
+    }
+  }
+  return ODV_SUCCESS;
+}
+
 }  // namespace
+
+void ChartColour(std::uint32_t x, std::uint32_t y, std::uint32_t width, std::uint32_t height, std::uint32_t rgb[3]) {
+  const std::uint32_t patch = (y * 2 / height) * 4 + x * 4 / width;
+  for (int c = 0; c < 3; ++c) rgb[c] = kChart[patch][c];
+}
 
 std::uint32_t PixelBytesOfType(std::uint32_t type) {
   switch (type) {
@@ -67,7 +105,8 @@ Status FrameRenderer::Scene(const FrameGeometry& geometry, std::uint32_t frame) 
   const std::uint32_t type = geometry.Bayer() ? 4u : geometry.cameraType;
   const std::uint32_t depth = type == 7 ? geometry.bitDepth : 8u;
   if (sceneValid_ && sceneFrame_ == frame && sceneType_ == type && sceneDepth_ == depth &&
-      sceneNoise_ == geometry.noise && sceneWidth_ == geometry.sensorWidth && sceneHeight_ == geometry.sensorHeight) {
+      sceneNoise_ == geometry.noise && sceneWidth_ == geometry.sensorWidth && sceneHeight_ == geometry.sensorHeight &&
+      sceneKind_ == geometry.scene && std::equal(sceneColour_, sceneColour_ + 3, geometry.sceneColour)) {
     return st::kOk;
   }
   sceneValid_ = false;
@@ -76,9 +115,12 @@ Status FrameRenderer::Scene(const FrameGeometry& geometry, std::uint32_t frame) 
     return st::kNoMemory;
   }
   if (ResizeAndCastImage(scene_, geometry.sensorWidth, geometry.sensorHeight, type) != ODV_SUCCESS ||
-      SetBitDepth(scene_, depth) != ODV_SUCCESS || FillTestPattern(scene_, frame, geometry.noise, frame) != ODV_SUCCESS) {
+      SetBitDepth(scene_, depth) != ODV_SUCCESS) {
     return st::kNoMemory;
   }
+  const OdvStatus filled = geometry.scene == 0 ? FillTestPattern(scene_, frame, geometry.noise, frame)
+                                               : FillStillScene(scene_, geometry, type, depth);
+  if (filled != ODV_SUCCESS) return st::kInternal;
   sceneValid_ = true;
   sceneFrame_ = frame;
   sceneType_ = type;
@@ -86,6 +128,8 @@ Status FrameRenderer::Scene(const FrameGeometry& geometry, std::uint32_t frame) 
   sceneNoise_ = geometry.noise;
   sceneWidth_ = geometry.sensorWidth;
   sceneHeight_ = geometry.sensorHeight;
+  sceneKind_ = geometry.scene;
+  std::copy(geometry.sceneColour, geometry.sceneColour + 3, sceneColour_);
   return st::kOk;
 }
 

@@ -12,7 +12,9 @@
 // Acquisitions follow the camera's frame clock. The buffers of an
 // acquisition are filled when the driver is next asked about the session
 // (any call on it), with every frame whose time has come; waiting for an
-// image waits until its time. Nothing runs in the background.
+// image waits until its time. Nothing runs in the background. At a frame
+// rate of 0 the camera is as fast as its user: a buffer completes when it is
+// waited for, a grab or snap takes the next frame at once.
 //
 // Faults a test can cause: frames that are lost (their buffer numbers are
 // passed over), transfers that fail (the buffer is reported failed), and a
@@ -227,6 +229,7 @@ class Session {
     std::uint32_t startSkip = 0;       // frames skipped before the first buffer
     Clock::time_point start;
     Clock::duration period{};
+    bool unlimited = false;            // frame rate 0: a frame whenever one is asked for
     std::uint32_t frameBase = 0;
     std::uint64_t done = 0;            // buffers complete so far
     std::set<std::uint64_t> lost;      // buffers whose frame was lost
@@ -265,6 +268,8 @@ class Session {
 
   // session_acquisition.cpp
   void CatchUpLocked(Clock::time_point now);
+  // Completes the buffers up to `complete` (not included).
+  void AdvanceLocked(std::uint64_t complete, Clock::time_point now);
   // The camera's time: while it stalls, the moment it stopped.
   Clock::time_point CameraTime(Clock::time_point now) const;
   // Gives the faults still to come to buffers from..to, in order.

@@ -105,39 +105,46 @@ void Session::AssignFaultsLocked(std::uint64_t from, std::uint64_t to) {
 void Session::CatchUpLocked(Clock::time_point now) {
   Acquisition& a = acquisition_;
   if (!a.running || a.kind == Kind::kGrab) return;
-  const Clock::time_point cameraTime = CameraTime(now);
-  const std::uint64_t frames =
-      cameraTime > a.start ? static_cast<std::uint64_t>((cameraTime - a.start) / a.period) : 0;
-  const std::uint64_t complete = a.CompleteAfter(frames);
-  if (complete > a.done) {
-    AssignFaultsLocked(a.done, complete);
-    const std::uint64_t round = a.order.size();
-    const std::uint64_t from = std::max(a.done, complete > round ? complete - round : 0);
-    for (std::uint64_t n = from; n < complete; ++n) {
-      if (a.lost.count(n) != 0) continue;  // nothing came: the buffer keeps what it had
-      Slot& slot = a.SlotOf(n);
-      const std::uint64_t offset = a.Offset(n);
-      // A failure to draw (memory for the scene) leaves the buffer as it was;
-      // it still counts as acquired, as a frame with lost pixels would.
-      (void)renderer_.Render(a.geometry, a.frameBase + static_cast<std::uint32_t>(offset), slot.memory, a.stride);
-      slot.holds = true;
-      slot.failed = a.failed.count(n) != 0;
-      slot.number = static_cast<std::uint32_t>(n);
-      slot.timestamp = Nanoseconds(a.start + a.period * static_cast<std::int64_t>(offset + 1));
-    }
-    framesAcquired_ += complete - a.done;
-    a.done = complete;
-    // The last buffer acquired: a lost one was not.
-    for (std::uint64_t n = complete; n > 0; --n) {
-      if (a.lost.count(n - 1) == 0) {
-        lastNumber_ = static_cast<std::uint32_t>(n - 1);
-        lastTimestamp_ = Nanoseconds(a.start + a.period * static_cast<std::int64_t>(a.Offset(n - 1) + 1));
-        break;
-      }
-    }
-    changed_.notify_all();
+  if (!a.unlimited) {
+    const Clock::time_point cameraTime = CameraTime(now);
+    const std::uint64_t frames =
+        cameraTime > a.start ? static_cast<std::uint64_t>((cameraTime - a.start) / a.period) : 0;
+    AdvanceLocked(a.CompleteAfter(frames), now);
   }
   if (a.done == a.Total()) FinishLocked();
+}
+
+void Session::AdvanceLocked(std::uint64_t complete, Clock::time_point now) {
+  Acquisition& a = acquisition_;
+  if (complete <= a.done) return;
+  auto stamp = [&a, now](std::uint64_t n) {
+    return a.unlimited ? Nanoseconds(now) : Nanoseconds(a.start + a.period * static_cast<std::int64_t>(a.Offset(n) + 1));
+  };
+  AssignFaultsLocked(a.done, complete);
+  const std::uint64_t round = a.order.size();
+  const std::uint64_t from = std::max(a.done, complete > round ? complete - round : 0);
+  for (std::uint64_t n = from; n < complete; ++n) {
+    if (a.lost.count(n) != 0) continue;  // nothing came: the buffer keeps what it had
+    Slot& slot = a.SlotOf(n);
+    // A failure to draw (memory for the scene) leaves the buffer as it was;
+    // it still counts as acquired, as a frame with lost pixels would.
+    (void)renderer_.Render(a.geometry, a.frameBase + static_cast<std::uint32_t>(a.Offset(n)), slot.memory, a.stride);
+    slot.holds = true;
+    slot.failed = a.failed.count(n) != 0;
+    slot.number = static_cast<std::uint32_t>(n);
+    slot.timestamp = stamp(n);
+  }
+  framesAcquired_ += complete - a.done;
+  a.done = complete;
+  // The last buffer acquired: a lost one was not.
+  for (std::uint64_t n = complete; n > 0; --n) {
+    if (a.lost.count(n - 1) == 0) {
+      lastNumber_ = static_cast<std::uint32_t>(n - 1);
+      lastTimestamp_ = stamp(n - 1);
+      break;
+    }
+  }
+  changed_.notify_all();
 }
 
 void Session::StopLocked(Clock::time_point now) {
@@ -161,7 +168,10 @@ Status Session::StartLocked(Kind kind) {
   a.kind = kind;
   a.geometry = geometry;
   a.stride = stride;
-  a.period = std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(1.0 / F64(key::kFrameRate)));
+  const double rate = F64(key::kFrameRate);
+  a.unlimited = rate <= 0;
+  a.period = a.unlimited ? Clock::duration(1)
+                         : std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(1.0 / rate));
   if (a.period.count() <= 0) a.period = Clock::duration(1);
   a.frameBase = frameCounter_;
   a.startSkip = U32(key::kSkipFrames);
@@ -191,6 +201,10 @@ Status Session::WaitForBufferLocked(Lock& lock, std::uint64_t n, Clock::time_poi
     const Clock::time_point now = Clock::now();
     CatchUpLocked(now);
     Acquisition& a = acquisition_;
+    if (a.unlimited && a.running && !stalledSince_ && n >= a.done && n < a.Total()) {
+      AdvanceLocked(n + 1, now);  // as fast as it is asked for
+      if (a.done == a.Total()) FinishLocked();
+    }
     if (n < a.done) {
       if (a.lost.count(n) != 0) return st::kFrameLost;
       const Slot& slot = a.SlotOf(n);
@@ -224,8 +238,11 @@ Status Session::Snap(void** pixels, std::uint32_t top, std::uint32_t left, std::
   // The snap lasts one frame, exposure and read-out; a stalled camera sends
   // nothing until it goes on or the time-out ends the wait.
   const Clock::time_point deadline = Deadline();
-  const auto period = std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(1.0 / F64(key::kFrameRate)));
-  changed_.wait_for(lock, period, [this] { return closed_; });
+  const double rate = F64(key::kFrameRate);
+  if (rate > 0) {
+    const auto period = std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(1.0 / rate));
+    changed_.wait_for(lock, period, [this] { return closed_; });
+  }
   while (stalledSince_ && !closed_) {
     if (Clock::now() >= deadline) return st::kTimeout;
     changed_.wait_until(lock, deadline);
@@ -305,7 +322,9 @@ Status Session::Grab(void** pixels, std::uint32_t wait, std::uint32_t top, std::
     const Clock::time_point cameraTime = CameraTime(Clock::now());
     const std::uint64_t complete =
         a.CompleteAfter(cameraTime > a.start ? static_cast<std::uint64_t>((cameraTime - a.start) / a.period) : 0);
-    if (wait == 0) {
+    if (a.unlimited) {
+      target = static_cast<std::uint64_t>(a.delivered + 1);  // the next frame, at once
+    } else if (wait == 0) {
       if (complete == 0) return st::kNoImageYet;
       target = complete - 1;
     } else {
@@ -317,8 +336,9 @@ Status Session::Grab(void** pixels, std::uint32_t wait, std::uint32_t top, std::
     if (const Status status = LiveLocked(); status != st::kOk) return status;
     if (acquisition_.generation != generation || !acquisition_.running) return st::kAcquisitionEnded;
     Acquisition& a = acquisition_;
-    const Clock::time_point due = a.start + a.period * static_cast<std::int64_t>(a.Offset(target) + 1);
     const Clock::time_point now = Clock::now();
+    const Clock::time_point due =
+        a.unlimited ? now : a.start + a.period * static_cast<std::int64_t>(a.Offset(target) + 1);
     if (!stalledSince_ && now >= due) {
       if (pendingLost_ == 0) break;
       // This frame is lost: its number passes, and the next one is awaited.
@@ -360,7 +380,8 @@ Status Session::Grab(void** pixels, std::uint32_t wait, std::uint32_t top, std::
   a.delivered = static_cast<std::int64_t>(target);
   a.done = target + 1;
   lastNumber_ = static_cast<std::uint32_t>(target);
-  lastTimestamp_ = Nanoseconds(a.start + a.period * static_cast<std::int64_t>(a.Offset(target) + 1));
+  lastTimestamp_ = a.unlimited ? Nanoseconds(Clock::now())
+                               : Nanoseconds(a.start + a.period * static_cast<std::int64_t>(a.Offset(target) + 1));
   return st::kOk;
 }
 
@@ -598,7 +619,8 @@ Status Session::CopyAreaByNumber(std::uint32_t number, std::uint32_t top, std::u
       if (slot.holds && (!any || slot.number > n)) n = slot.number;
       any = any || slot.holds;
     }
-    if (!any) return st::kNoImageYet;
+    if (!any && !(acquisition_.unlimited && acquisition_.running)) return st::kNoImageYet;
+    if (!any) n = acquisition_.done;  // as fast as asked: the next one is the newest
   } else if (mode == 2) {
     n = acquisition_.done;
   }

@@ -87,6 +87,8 @@ FrameGeometry Session::Geometry() const {
   geometry.bitDepth = camera_.bitDepth;
   geometry.sensorPattern = camera_.bayer;
   geometry.noise = camera_.noise;
+  geometry.scene = camera_.scene;
+  std::copy(camera_.sceneColour, camera_.sceneColour + 3, geometry.sceneColour);
   geometry.hardwareDecode = U32(key::kBoardDecodesBayer) != 0;
   geometry.redGain = F64(key::kRedGain);
   geometry.greenGain = F64(key::kGreenGain);
@@ -134,7 +136,11 @@ Status Session::GetAttribute(std::uint32_t attributeKey, void* out) {
       break;
     case key::kMeasuredFrameRate:
       if (!acquisition_.running) return st::kNotAvailableNow;
-      value = 1e9 / static_cast<double>(std::chrono::duration_cast<std::chrono::nanoseconds>(acquisition_.period).count());
+      // As fast as images are asked for: no rate of its own.
+      value = acquisition_.unlimited ? 0.0
+                                     : 1e9 / static_cast<double>(std::chrono::duration_cast<std::chrono::nanoseconds>(
+                                                                     acquisition_.period)
+                                                                     .count());
       break;
     case key::kEncoderPosition: value = static_cast<std::uint32_t>((framesAcquired_ - encoderBase_) * 100); break;
     case key::kImageType: value = Geometry().OutputType(); break;
