@@ -96,7 +96,7 @@ TEST_F(AcquisitionTest, ColourCameraDeliversRgb32) {
 // from the sensor's pattern and the parity of the window's offsets.
 TEST_F(AcquisitionTest, RawBayerWindowDecodesWithThePatternOfItsOffsets) {
   const uint32_t sid = Open(ClaimInterface(kBoard7109));  // bayer1280, pattern 0
-  const uint32_t rect[6] = {3, 1, 640, 480, 1, 1};       // left 3, top 1
+  const uint32_t rect[6] = {3, 1, 640, 480, 1, 1};        // left 3, top 1
   ASSERT_EQ(Configure(sid, 0x3FF601A8, rect), kOk);
   EXPECT_EQ(U32(sid, 0x3FF601CB), 0u);  // the sensor's pattern, whatever the window
   const auto raw = Snap(sid, 640, 480, 1);
@@ -145,8 +145,8 @@ TEST_F(AcquisitionTest, BoardDecodesTheMosaicWithTheGains) {
   ASSERT_EQ(kldSetAttributeFromVoidPtr(sid, 0x3FF601CC, &red), kOk);
   ASSERT_EQ(kldSetAttributeFromVoidPtr(sid, 0x3FF601CE, &blue), kOk);
   const auto image = Snap(sid, 1280, 1024, 4);
-  EXPECT_TRUE(SameImage(Expected(kBayer1280, 0, 0, 0, 1280, 1024, true, Gains{1.5, 1.0, 0.5}), image.data(), 1280,
-                        1024, 4, 1280));
+  EXPECT_TRUE(SameImage(Expected(kBayer1280, 0, 0, 0, 1280, 1024, true, Gains{1.5, 1.0, 0.5}), image.data(), 1280, 1024,
+                        4, 1280));
 }
 
 TEST_F(AcquisitionTest, FramesToSkipAreUsedUpByTheSnap) {
@@ -258,8 +258,8 @@ TEST_F(AcquisitionTest, OneShotBufferList) {
     EXPECT_EQ(bufferStatus, 0u);
     EXPECT_TRUE(SameImage(Expected(kMono640, number, 0, 0, 640, 480), image.data(), 640, 480, 1, 640));
     // The buffer itself holds it too.
-    EXPECT_TRUE(SameImage(Expected(kMono640, number, 0, 0, 640, 480), static_cast<uint8_t*>(list.buffers[number]),
-                          640, 480, 1, 640));
+    EXPECT_TRUE(SameImage(Expected(kMono640, number, 0, 0, 640, 480), static_cast<uint8_t*>(list.buffers[number]), 640,
+                          480, 1, 640));
   }
   EXPECT_EQ(U32(sid, 0x3FF60074), 0u);  // all three are in
   EXPECT_EQ(U32(sid, 0x3FF60120), 2u);
@@ -269,8 +269,8 @@ TEST_F(AcquisitionTest, OneShotBufferList) {
   // By index, as drivers before 0x03800000 were asked.
   std::vector<uint8_t> area(100 * 50);
   ASSERT_EQ(kldSessionCopyArea(sid, 1, 5, 7, 50, 100, area.data(), 100, 1), kOk);
-  EXPECT_TRUE(SameImage(Crop(Expected(kMono640, 1, 0, 0, 640, 480), 640, 1, 5, 7, 100, 50), area.data(), 100, 50, 1,
-                        100));
+  EXPECT_TRUE(
+      SameImage(Crop(Expected(kMono640, 1, 0, 0, 640, 480), 640, 1, 5, 7, 100, 50), area.data(), 100, 50, 1, 100));
   EXPECT_EQ(kldSessionCopyArea(sid, 3, 0, 0, 50, 100, area.data(), 100, 1), kInvalidArgument);
 
   // Synchronous this time: back when the last buffer is full.
@@ -341,9 +341,9 @@ TEST_F(AcquisitionTest, ContinuousListGoesRoundAndCopiesByNumber) {
   // The whole image into an image object, which the driver sizes.
   Image* object = nullptr;
   ASSERT_EQ(NewImage(&object, 7, 3, 3, 0), 0u);
-  ASSERT_EQ(kldSessionCopyAreaByNumber(sid, 20, 0, 0, 0xFFFFFFFF, 0xFFFFFFFF, object, 0xFFFFFFFF, 3, &found,
-                                       &bufferStatus),
-            kOk);
+  ASSERT_EQ(
+      kldSessionCopyAreaByNumber(sid, 20, 0, 0, 0xFFFFFFFF, 0xFFFFFFFF, object, 0xFFFFFFFF, 3, &found, &bufferStatus),
+      kOk);
   const auto* header = reinterpret_cast<const uint32_t*>(object);
   EXPECT_EQ(header[ODV_WORD_TYPE], 0u);
   EXPECT_EQ(header[ODV_WORD_WIDTH], 640u);
@@ -387,9 +387,9 @@ TEST_F(AcquisitionTest, CopyByNumberFollowsTheDriverVersion) {
   ASSERT_EQ(NewImage(&object, 0, 1, 1, 0), 0u);
   uint32_t found = 0, bufferStatus = 0;
   ASSERT_EQ(keldsimSetDriverVersion(0x04000000), kOk);
-  EXPECT_EQ(kldSessionCopyAreaByNumber(sid, 0, 0, 0, 0xFFFFFFFF, 0xFFFFFFFF, object, 0xFFFFFFFF, 3, &found,
-                                       &bufferStatus),
-            kInvalidArgument);
+  EXPECT_EQ(
+      kldSessionCopyAreaByNumber(sid, 0, 0, 0, 0xFFFFFFFF, 0xFFFFFFFF, object, 0xFFFFFFFF, 3, &found, &bufferStatus),
+      kInvalidArgument);
   EXPECT_EQ(kldSessionCopyAreaByNumber(sid, 0, 0, 0, 480, 640, image.data(), 640, 3, &found, &bufferStatus), kOk);
   ASSERT_EQ(keldsimSetDriverVersion(0x037F0000), kOk);
   EXPECT_EQ(kldSessionCopyAreaByNumber(sid, 0, 0, 0, 480, 640, image.data(), 640, 3, &found, &bufferStatus),

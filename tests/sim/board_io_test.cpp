@@ -24,7 +24,7 @@ TEST_F(BoardIoTest, RegistersIdentifyTheBoardAndKeepWhatIsWritten) {
   const uint32_t value = 0x12345678;
   ASSERT_EQ(kldWrite(kBoard7109, 0, 0x0040, 4, &value), kOk);
   EXPECT_EQ(ReadRegister(kBoard7109, 0, 0x0040), 0x12345678u);
-  EXPECT_EQ(ReadRegister(kBoard7105, 0, 0x0040), 0u);  // each board its own
+  EXPECT_EQ(ReadRegister(kBoard7105, 0, 0x0040), 0u);          // each board its own
   ASSERT_EQ(kldWrite(kBoard7109, 0, 0x0000, 4, &value), kOk);  // read-only: ignored
   EXPECT_EQ(ReadRegister(kBoard7109, 0, 0x0000), 0x7109u);
   ASSERT_EQ(kldWrite(kBoard7109, 1, 0xFFFFFC, 4, &value), kOk);  // the last word of 16 MiB

@@ -56,7 +56,7 @@ class BoardTestsTest : public SimTest {
 TEST_F(BoardTestsTest, TablesOfTheFamilies) {
   Load("libTest7105.so");
   EXPECT_EQ(Names(first_), (std::vector<std::string>{"Board identification test", "Register read/write test",
-                                                      "On-board memory test", "Data FPGA present test"}));
+                                                     "On-board memory test", "Data FPGA present test"}));
   EXPECT_EQ(Names(second_),
             (std::vector<std::string>{"Advanced Look-Up Table architecture test", "Trigger loop-back test"}));
   Load("libTest7102.so");

@@ -135,7 +135,8 @@ TEST_F(BoardsTest, DescriptionMistakesAreNamed) {
   const Case cases[] = {
       {R"({"boards": [ { "serial": 1, "model": "OD PCI-7105", "interface_types": 1, "colour": 2 } ]})", "colour"},
       {R"({"boards": [ { "serial": 1, "model": "OD PCI-7105", "interface_types": 1 },
-                       { "serial": 1, "model": "OD PCI-7107", "interface_types": 1 } ]})", "twice"},
+                       { "serial": 1, "model": "OD PCI-7107", "interface_types": 1 } ]})",
+       "twice"},
       {R"({"boards": [ { "serial": 1, "model": "OD PCI-7105" } ]})", "interface_types"},
       {R"({"boards": [ { "serial": 1, "model": "OD PCI-7105", "interface_types": 1, "units": 2 } ]})", "port"},
       {R"({"driver_version": "0x03000000"})", "outside"},

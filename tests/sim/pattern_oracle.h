@@ -133,9 +133,8 @@ inline uint32_t Counter(const uint8_t* image, uint32_t type, uint32_t depth) {
 
 // Compares an image with `rowPixels` pixels between lines to the expected
 // one; tells the first difference.
-inline ::testing::AssertionResult SameImage(const std::vector<uint8_t>& expected, const uint8_t* actual,
-                                            uint32_t width, uint32_t height, uint32_t pixelBytes,
-                                            uint32_t rowPixels) {
+inline ::testing::AssertionResult SameImage(const std::vector<uint8_t>& expected, const uint8_t* actual, uint32_t width,
+                                            uint32_t height, uint32_t pixelBytes, uint32_t rowPixels) {
   const std::size_t rowBytes = std::size_t{width} * pixelBytes;
   for (uint32_t y = 0; y < height; ++y) {
     const uint8_t* want = expected.data() + y * rowBytes;
@@ -143,9 +142,9 @@ inline ::testing::AssertionResult SameImage(const std::vector<uint8_t>& expected
     if (std::memcmp(want, got, rowBytes) != 0) {
       for (std::size_t i = 0; i < rowBytes; ++i) {
         if (want[i] != got[i]) {
-          return ::testing::AssertionFailure() << "first difference at line " << y << ", pixel " << i / pixelBytes
-                                               << ", byte " << i % pixelBytes << ": expected " << int{want[i]}
-                                               << ", got " << int{got[i]};
+          return ::testing::AssertionFailure()
+                 << "first difference at line " << y << ", pixel " << i / pixelBytes << ", byte " << i % pixelBytes
+                 << ": expected " << int{want[i]} << ", got " << int{got[i]};
         }
       }
     }

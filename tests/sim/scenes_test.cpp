@@ -51,7 +51,7 @@ TEST_F(ScenesTest, FlatTintedSceneThroughABayerFilter) {
 TEST_F(ScenesTest, ChartPatchesOnColourAndMonochromeCameras) {
   const uint32_t sid = Camera("chart.icd", "Width = 80\nHeight = 40\nImageType = 4\nBitDepth = 8\nScene = chart\n");
   const auto colour = Snap(sid, 80, 40, 4);
-  const uint8_t expected[8][3] = {{235, 235, 235}, {128, 128, 128}, {16, 16, 16}, {200, 40, 40},
+  const uint8_t expected[8][3] = {{235, 235, 235}, {128, 128, 128}, {16, 16, 16},   {200, 40, 40},
                                   {40, 200, 40},   {40, 40, 200},   {200, 200, 40}, {40, 200, 200}};
   for (uint32_t patch = 0; patch < 8; ++patch) {
     const uint32_t x = (patch % 4) * 20 + 10, y = (patch / 4) * 20 + 10;
@@ -79,8 +79,9 @@ TEST_F(ScenesTest, ChartPatchesOnColourAndMonochromeCameras) {
 TEST_F(ScenesTest, UnknownSceneIsAnError) {
   WriteText(folder_ / "odd.icd",
             "[Camera]\nModel = Test\nInterfaceTypes = 0x4\nWidth = 8\nHeight = 8\nImageType = 0\nScene = stars\n");
-  WriteText(folder_ / "odd2.icd", "[Camera]\nModel = Test\nInterfaceTypes = 0x4\nWidth = 8\nHeight = 8\n"
-                                  "ImageType = 0\nScene = flat\nSceneColour = 1 2\n");
+  WriteText(folder_ / "odd2.icd",
+            "[Camera]\nModel = Test\nInterfaceTypes = 0x4\nWidth = 8\nHeight = 8\n"
+            "ImageType = 0\nScene = flat\nSceneColour = 1 2\n");
   const uint32_t sid = Open(ClaimInterface(kBoard7109));
   uint32_t suits = 0;
   EXPECT_EQ(odkelduIsInterfaceSupported(sid, "odd.icd", &suits), kFileFormat);

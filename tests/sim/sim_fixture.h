@@ -91,8 +91,8 @@ class SimTest : public ::testing::Test {
     unsetenv("KELDSIM_CONFIG");
     unsetenv("KELDSIM_DATA");
     const char* temporary = std::getenv("TMPDIR");
-    std::string pattern = std::string(temporary != nullptr && temporary[0] == '/' ? temporary : "/tmp") +
-                          "/keldsim-test-XXXXXX";
+    std::string pattern =
+        std::string(temporary != nullptr && temporary[0] == '/' ? temporary : "/tmp") + "/keldsim-test-XXXXXX";
     ASSERT_NE(mkdtemp(pattern.data()), nullptr);
     folder_ = std::filesystem::canonical(pattern);
     ASSERT_EQ(keldsimResetWith(Description(), folder_.c_str()), kOk) << LastError();

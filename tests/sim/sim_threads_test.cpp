@@ -96,8 +96,8 @@ TEST_F(SimThreadsTest, BothUnitsOfABoardAcquireAtOnce) {
       std::vector<uint8_t> image(64 * 32);
       uint32_t bufferStatus = 0;
       for (uint32_t number = 0; number < 10 && status == kOk; ++number) {
-        status = kldSessionCopyAreaByNumber(sid, number, 0, 0, 32, 64, image.data(), 64, 3, &found[unit],
-                                            &bufferStatus);
+        status =
+            kldSessionCopyAreaByNumber(sid, number, 0, 0, 32, 64, image.data(), 64, 3, &found[unit], &bufferStatus);
       }
       if (status == kOk) status = kldSessionStopAcquisition(sid);
       statuses[unit] = status;

@@ -163,7 +163,8 @@ constexpr char kDataFpga[] = "Data FPGA present test";
 constexpr char kAdvancedLut[] = "Advanced Look-Up Table architecture test";
 constexpr char kLoopBack[] = "Trigger loop-back test";
 
-#define KELDSIM_TEST(name, body) {name, nullptr, &Run<name, body>}
+#define KELDSIM_TEST(name, body) \
+  { name, nullptr, &Run<name, body> }
 constexpr KeldBoardTest kEnd = {nullptr, nullptr, nullptr};
 
 #if KELDSIM_BOARD_FAMILY == 7103
@@ -185,7 +186,7 @@ const KeldBoardTest kSecond[] = {KELDSIM_TEST(kAdvancedLut, AdvancedLut), KELDSI
 
 // The tables of this library; flags are not used. 0 on success.
 extern "C" __attribute__((visibility("default"))) int32_t TestInitialize(const KeldBoardTest** first,
-                                                                        const KeldBoardTest** second, uint32_t flags) {
+                                                                         const KeldBoardTest** second, uint32_t flags) {
   (void)flags;
   if (first == nullptr || second == nullptr) return -1;
   *first = kFirst;

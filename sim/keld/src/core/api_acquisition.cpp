@@ -88,17 +88,16 @@ KeldDriverStatus kldSequenceSetup(uint32_t sid, uint32_t count, void** buffers, 
   });
 }
 
-KeldDriverStatus kldSnapArea(uint32_t sid, void** pixels, uint32_t top, uint32_t left, uint32_t height,
-                             uint32_t width, uint32_t rowPixels) {
+KeldDriverStatus kldSnapArea(uint32_t sid, void** pixels, uint32_t top, uint32_t left, uint32_t height, uint32_t width,
+                             uint32_t rowPixels) {
   return OnSession(__func__, sid,
                    [&](Session& session) { return session.Snap(pixels, top, left, height, width, rowPixels); });
 }
 
-KeldDriverStatus kldGrabArea(uint32_t sid, void** pixels, uint32_t wait, uint32_t top, uint32_t left,
-                             uint32_t height, uint32_t width, uint32_t rowPixels) {
-  return OnSession(__func__, sid, [&](Session& session) {
-    return session.Grab(pixels, wait, top, left, height, width, rowPixels);
-  });
+KeldDriverStatus kldGrabArea(uint32_t sid, void** pixels, uint32_t wait, uint32_t top, uint32_t left, uint32_t height,
+                             uint32_t width, uint32_t rowPixels) {
+  return OnSession(__func__, sid,
+                   [&](Session& session) { return session.Grab(pixels, wait, top, left, height, width, rowPixels); });
 }
 
 // Mode 0 copies what the buffer holds; mode 1 first waits for its first

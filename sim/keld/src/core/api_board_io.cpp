@@ -51,7 +51,7 @@ KeldDriverStatus odkelduIsFPGAClassNumberSupported(uint32_t sid, uint32_t classN
 // (0 external, 1 bus, 2 software), time-out in ms; then a delay in seconds
 // (0 to 10) and flags.
 KeldDriverStatus kldSessionTriggerConfigure(uint32_t sid, uint32_t first, uint32_t second, uint32_t third,
-                                           uint32_t fourth) {
+                                            uint32_t fourth) {
   return OnSession(__func__, sid, [&](Session& session) {
     TriggerSetting setting;
     setting.words[0] = first;
@@ -63,7 +63,7 @@ KeldDriverStatus kldSessionTriggerConfigure(uint32_t sid, uint32_t first, uint32
 }
 
 KeldDriverStatus kldSessionTriggerConfigure2(uint32_t sid, uint32_t first, uint32_t second, uint32_t third,
-                                            uint32_t fourth, uint32_t fifth) {
+                                             uint32_t fourth, uint32_t fifth) {
   return OnSession(__func__, sid, [&](Session& session) {
     TriggerSetting setting;
     const uint32_t words[5] = {first, second, third, fourth, fifth};
@@ -73,7 +73,7 @@ KeldDriverStatus kldSessionTriggerConfigure2(uint32_t sid, uint32_t first, uint3
 }
 
 KeldDriverStatus kldSessionTriggerConfigure3(uint32_t sid, uint32_t first, uint32_t second, uint32_t third,
-                                            uint32_t fourth, uint32_t fifth, double time, uint32_t sixth) {
+                                             uint32_t fourth, uint32_t fifth, double time, uint32_t sixth) {
   return OnSession(__func__, sid, [&](Session& session) {
     TriggerSetting setting;
     const uint32_t words[5] = {first, second, third, fourth, fifth};
@@ -85,8 +85,8 @@ KeldDriverStatus kldSessionTriggerConfigure3(uint32_t sid, uint32_t first, uint3
 }
 
 KeldDriverStatus kldSessionTriggerGet(uint32_t sid, uint32_t trigger, uint32_t* first, uint32_t* second,
-                                     uint32_t* third, uint32_t* fourth, uint32_t* fifth, double* time,
-                                     uint32_t* sixth) {
+                                      uint32_t* third, uint32_t* fourth, uint32_t* fifth, double* time,
+                                      uint32_t* sixth) {
   return OnSession(__func__, sid, [&](Session& session) -> Status {
     if (first == nullptr || second == nullptr || third == nullptr || fourth == nullptr || fifth == nullptr ||
         time == nullptr || sixth == nullptr) {
@@ -108,13 +108,13 @@ KeldDriverStatus kldSessionTriggerGet(uint32_t sid, uint32_t trigger, uint32_t* 
 // line, signal type, what drives it (0 nothing, 1 asserted, 2 unasserted,
 // 3 acquisition in progress, 4 acquisition done, 5 pulse output), polarity.
 KeldDriverStatus kldSessionTriggerDrive2(uint32_t sid, uint32_t first, uint32_t second, uint32_t third,
-                                        uint32_t fourth) {
+                                         uint32_t fourth) {
   return OnSession(__func__, sid, [&](Session& session) { return session.TriggerDrive(first, second, third, fourth); });
 }
 
 // line, signal type, polarity, out level.
 KeldDriverStatus kldSessionTriggerRead2(uint32_t sid, uint32_t first, uint32_t second, uint32_t third,
-                                       uint32_t* value) {
+                                        uint32_t* value) {
   return OnSession(__func__, sid, [&](Session& session) -> Status {
     if (value == nullptr) return st::kInvalidArgument;
     return session.TriggerRead(first, second, third, *value);
@@ -123,7 +123,7 @@ KeldDriverStatus kldSessionTriggerRead2(uint32_t sid, uint32_t first, uint32_t s
 
 // line, its signal type, source line, its signal type.
 KeldDriverStatus kldSessionTriggerRoute2(uint32_t sid, uint32_t first, uint32_t second, uint32_t third,
-                                        uint32_t fourth) {
+                                         uint32_t fourth) {
   return OnSession(__func__, sid, [&](Session& session) { return session.TriggerRoute(first, second, third, fourth); });
 }
 
@@ -133,7 +133,7 @@ KeldDriverStatus kldSessionTriggerClear(uint32_t sid) {
 
 // line, signal type, polarity, divider (1 to 65535).
 KeldDriverStatus kldSessionLineTrigSource2(uint32_t sid, uint32_t first, uint32_t second, uint32_t third,
-                                          uint32_t fourth) {
+                                           uint32_t fourth) {
   return OnSession(__func__, sid,
                    [&](Session& session) { return session.LineTriggerSource(first, second, third, fourth); });
 }
@@ -147,10 +147,11 @@ KeldDriverStatus kldEncoderResetPosition(uint32_t sid) {
 // polarity, mode (0 one pulse, 1 a train), pulses of a train (0 until
 // stopped), flags.
 KeldDriverStatus kldPulseCreate2(uint32_t first, uint32_t second, uint32_t third, uint32_t fourth, uint32_t fifth,
-                                uint32_t sixth, uint32_t seventh, uint32_t eighth, uint32_t ninth, uint32_t tenth,
-                                uint32_t* pulse) {
+                                 uint32_t sixth, uint32_t seventh, uint32_t eighth, uint32_t ninth, uint32_t tenth,
+                                 uint32_t* pulse) {
   return Guarded(__func__, [&] {
-    const keldsim::PulseParameters parameters{{first, second, third, fourth, fifth, sixth, seventh, eighth, ninth, tenth}};
+    const keldsim::PulseParameters parameters{
+        {first, second, third, fourth, fifth, sixth, seventh, eighth, ninth, tenth}};
     return Simulator::Get().PulseCreate(parameters, pulse);
   });
 }

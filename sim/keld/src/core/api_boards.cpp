@@ -44,7 +44,8 @@ KeldDriverStatus kldShowError(KeldDriverStatus status, char* text) {
   return Guarded(__func__, [&]() -> Status {
     if (text == nullptr) return st::kInvalidArgument;
     const char* known = keldsim::StatusText(status);
-    const std::size_t length = known == nullptr ? 0 : std::min<std::size_t>(std::strlen(known), KELD_DRIVER_ERROR_TEXT_SIZE - 1);
+    const std::size_t length =
+        known == nullptr ? 0 : std::min<std::size_t>(std::strlen(known), KELD_DRIVER_ERROR_TEXT_SIZE - 1);
     if (length != 0) std::memcpy(text, known, length);
     text[length] = '\0';
     return st::kOk;

@@ -23,7 +23,7 @@ KeldDriverStatus odkelduCameraAttributeGetRootIds(uint32_t sid, uint32_t* ids) {
 }
 
 KeldDriverStatus odkelduCameraAttributeGetInfo(uint32_t sid, uint32_t id, uint32_t* nameSize, char* name,
-                                              uint32_t* type) {
+                                               uint32_t* type) {
   return OnSession(__func__, sid, [&](Session& session) { return session.CameraInfo(id, nameSize, name, type); });
 }
 
@@ -78,7 +78,7 @@ KeldDriverStatus odkelduCameraAttributeNumericGetMax(uint32_t sid, uint32_t id, 
 }
 
 KeldDriverStatus odkelduCameraAttributeNumericGetFormattedValue(uint32_t sid, uint32_t id, uint32_t raw,
-                                                               double* value) {
+                                                                double* value) {
   return OnSession(__func__, sid, [&](Session& session) -> Status {
     if (value == nullptr) return st::kInvalidArgument;
     return session.CameraFormatted(id, raw, *value);

@@ -55,7 +55,7 @@ constexpr AttributeDef kDefs[] = {
   {key::kWindowHeight, type::kU32, kConfiguration, kCameraFile, false, kAll, 1, 16384, "Window height"},
   {key::kWindowRect, type::kRect, kConfiguration, kNo, false, kAll, 0, 16384, "Window"},
   {key::kFrameRate, type::kF64, kConfiguration, kCameraFile, false, kAll, 0, 1000, "Frame rate"},
-  {key::kAcquisitionModeSetting, type::kU32, kConfiguration, kCameraFile, false, kAll, 0, 1, "Acquisition mode setting"},
+  {key::kAcquisitionModeSetting, type::kU32, kConfiguration, kCameraFile, false, kAll, 0, 1, "Mode setting"},
   {key::kBayerPattern, type::kU32, kConfiguration, kCameraFile, false, kAll, 0, kU32Max, "Bayer pattern"},
   {key::kBayerAlgorithm, type::kU32, kConfiguration, kCameraFile, false, kSince472, 0, 2, "Bayer algorithm"},
   {key::kBoardDecodesBayer, type::kU32, kConfiguration, kCameraFile, false, kAll, 0, 1, "Bayer decoding on the board"},
@@ -87,10 +87,14 @@ const AttributeDef* FindAttributeDef(std::uint32_t keyValue) {
 
 std::uint32_t VectorLength(std::uint32_t typeCode) {
   switch (typeCode) {
-    case type::kLines: return 64;
-    case type::kRect: return 6;
-    case type::kWaveform: return 32;
-    default: return 0;
+    case type::kLines:
+      return 64;
+    case type::kRect:
+      return 6;
+    case type::kWaveform:
+      return 32;
+    default:
+      return 0;
   }
 }
 
@@ -128,7 +132,8 @@ bool ValueFromText(std::uint32_t typeCode, std::string_view text, AttributeValue
       if (text.size() >= kStringBytes) return false;
       value = std::string(text);
       return true;
-    default: break;
+    default:
+      break;
   }
   const std::uint32_t length = VectorLength(typeCode);
   if (length == 0) return false;

@@ -77,8 +77,8 @@ struct AttributeDef {
   std::uint32_t type;
   Access access;
   Stored stored;
-  bool advanced;      // listed only after 1 was written to 0x3FF60502
-  std::uint32_t since;  // first driver version word that has it
+  bool advanced;            // listed only after 1 was written to 0x3FF60502
+  std::uint32_t since;      // first driver version word that has it
   double minimum, maximum;  // of u32, f64 and of each element of a vector
   const char* name;
 };

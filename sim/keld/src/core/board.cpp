@@ -16,13 +16,26 @@ Status Board::ReadRegister(std::uint32_t region, std::uint32_t offset, std::uint
   if (const Status status = CheckRegister(region, offset); status != st::kOk) return status;
   if (region == reg::kRegionControl) {
     switch (offset) {
-      case reg::kBoardType: value = desc.type; return st::kOk;
-      case reg::kSerial: value = desc.serial; return st::kOk;
-      case reg::kRevision: value = desc.revision; return st::kOk;
-      case reg::kDataFpgaId: value = desc.dataFpga ? (0xDF000000u | desc.type) : 0u; return st::kOk;
-      case reg::kLutArchitecture: value = desc.advancedLut ? 2u : 1u; return st::kOk;
-      case reg::kTicks: value = ++ticks_; return st::kOk;
-      default: break;
+      case reg::kBoardType:
+        value = desc.type;
+        return st::kOk;
+      case reg::kSerial:
+        value = desc.serial;
+        return st::kOk;
+      case reg::kRevision:
+        value = desc.revision;
+        return st::kOk;
+      case reg::kDataFpgaId:
+        value = desc.dataFpga ? (0xDF000000u | desc.type) : 0u;
+        return st::kOk;
+      case reg::kLutArchitecture:
+        value = desc.advancedLut ? 2u : 1u;
+        return st::kOk;
+      case reg::kTicks:
+        value = ++ticks_;
+        return st::kOk;
+      default:
+        break;
     }
   }
   const auto found = registers_.find(std::uint64_t{region} << 32 | offset);
@@ -35,8 +48,8 @@ Status Board::WriteRegister(std::uint32_t region, std::uint32_t offset, std::uin
   // The read-only registers of the control region ignore writes, as the
   // hardware does.
   if (region == reg::kRegionControl && offset <= reg::kTicks &&
-      (offset == reg::kBoardType || offset == reg::kSerial || offset == reg::kRevision ||
-       offset == reg::kDataFpgaId || offset == reg::kLutArchitecture || offset == reg::kTicks)) {
+      (offset == reg::kBoardType || offset == reg::kSerial || offset == reg::kRevision || offset == reg::kDataFpgaId ||
+       offset == reg::kLutArchitecture || offset == reg::kTicks)) {
     return st::kOk;
   }
   registers_[std::uint64_t{region} << 32 | offset] = value;

@@ -22,13 +22,13 @@ namespace reg {
 inline constexpr std::uint32_t kRegionControl = 0;
 inline constexpr std::uint32_t kRegionMemory = 1;
 inline constexpr std::uint32_t kControlBytes = 0x10000;
-inline constexpr std::uint32_t kBoardType = 0x0000;     // read-only
-inline constexpr std::uint32_t kSerial = 0x0004;        // read-only
-inline constexpr std::uint32_t kRevision = 0x0008;      // read-only
-inline constexpr std::uint32_t kDataFpgaId = 0x0010;    // read-only: 0 without a data FPGA
+inline constexpr std::uint32_t kBoardType = 0x0000;        // read-only
+inline constexpr std::uint32_t kSerial = 0x0004;           // read-only
+inline constexpr std::uint32_t kRevision = 0x0008;         // read-only
+inline constexpr std::uint32_t kDataFpgaId = 0x0010;       // read-only: 0 without a data FPGA
 inline constexpr std::uint32_t kLutArchitecture = 0x0014;  // read-only: 1 basic, 2 advanced
-inline constexpr std::uint32_t kTicks = 0x0020;         // read-only: counts its own reads
-inline constexpr std::uint32_t kScratch = 0x0040;       // 16 free registers up to 0x007C
+inline constexpr std::uint32_t kTicks = 0x0020;            // read-only: counts its own reads
+inline constexpr std::uint32_t kScratch = 0x0040;          // 16 free registers up to 0x007C
 }  // namespace reg
 
 // Memory banks of the block functions.
@@ -48,8 +48,7 @@ struct LightHead {
 
 class Board {
  public:
-  explicit Board(BoardDescription description)
-      : desc(std::move(description)), unitSession(desc.units, 0) {}
+  explicit Board(BoardDescription description) : desc(std::move(description)), unitSession(desc.units, 0) {}
 
   const BoardDescription desc;
   std::atomic<bool> removed{false};
@@ -71,7 +70,7 @@ class Board {
   static constexpr std::uint64_t kPageBytes = 4096;
   std::vector<std::uint8_t>& Page(std::uint32_t bankNumber, std::uint64_t page);
 
-  std::map<std::uint64_t, std::uint32_t> registers_;  // region << 32 | offset
+  std::map<std::uint64_t, std::uint32_t> registers_;          // region << 32 | offset
   std::map<std::uint64_t, std::vector<std::uint8_t>> pages_;  // bank << 48 | page
   std::uint32_t ticks_ = 0;
 };

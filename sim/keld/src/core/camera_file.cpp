@@ -93,7 +93,8 @@ bool CheckCamera(const CameraModel& camera, std::string& error) {
   if (camera.interfaceTypes == 0) return Invalid(error, "InterfaceTypes must not be 0");
   std::set<std::string> names;
   for (const auto& node : camera.attributes) {
-    if (node.name.empty() || node.name.size() > 255) return Invalid(error, "an attribute name needs 1 to 255 characters");
+    if (node.name.empty() || node.name.size() > 255)
+      return Invalid(error, "an attribute name needs 1 to 255 characters");
     if (!names.insert(node.name).second) return Invalid(error, "attribute \"" + node.name + "\" appears twice");
     if (node.isString) {
       if (node.values.empty()) return Invalid(error, "attribute \"" + node.name + "\" has no values");

@@ -61,7 +61,7 @@ struct CameraModel {
   std::uint32_t width = 0, height = 0, imageType = 0, bitDepth = 8, bayer = kNoBayer;
   double frameRate = 30.0;
   std::uint32_t noise = 0;
-  std::uint32_t scene = 0;  // 0 pattern, 1 chart, 2 flat
+  std::uint32_t scene = 0;                         // 0 pattern, 1 chart, 2 flat
   std::uint32_t sceneColour[3] = {128, 128, 128};  // red, green, blue of a flat scene
   std::vector<std::pair<std::uint32_t, std::string>> settings;
   std::vector<CameraAttributeNode> attributes;

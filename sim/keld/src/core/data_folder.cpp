@@ -220,7 +220,8 @@ std::string DataFolder::Normalize(std::string_view name) const {
 
 std::string DataFolder::WithoutInterfaceExtension(std::string_view name) {
   std::string text(name);
-  if (text.size() >= 4 && EqualNoCase(std::string_view(text).substr(text.size() - 4), ".iid")) text.resize(text.size() - 4);
+  if (text.size() >= 4 && EqualNoCase(std::string_view(text).substr(text.size() - 4), ".iid"))
+    text.resize(text.size() - 4);
   return text;
 }
 

@@ -3,9 +3,8 @@
 #include <algorithm>
 #include <cctype>
 #include <iterator>
-#include <set>
-
 #include <nlohmann/json.hpp>
+#include <set>
 
 #include "core/text_file.h"
 
@@ -21,10 +20,9 @@ struct PciRow {
   const char* model;
 };
 constexpr PciRow kPciTable[] = {
-    {0xD1017A5E, "OD PCI-7101"}, {0xD1027A5E, "OD PXB-7101"}, {0xD1037A5E, "OD PCI-7102"},
-    {0xD1047A5E, "OD PXB-7102"}, {0xD1057A5E, "OD PCI-7103"}, {0xD1067A5E, "OD PXB-7103"},
-    {0xD1077A5E, "OD PCI-7105"}, {0xD1087A5E, "OD PXB-7105"}, {0xD1097A5E, "OD PCI-7106"},
-    {0xD10A7A5E, "OD PXB-7106"}, {0xD10B7A5E, "OD PCI-7107"}, {0xD10C7A5E, "OD PXB-7107"},
+    {0xD1017A5E, "OD PCI-7101"}, {0xD1027A5E, "OD PXB-7101"}, {0xD1037A5E, "OD PCI-7102"}, {0xD1047A5E, "OD PXB-7102"},
+    {0xD1057A5E, "OD PCI-7103"}, {0xD1067A5E, "OD PXB-7103"}, {0xD1077A5E, "OD PCI-7105"}, {0xD1087A5E, "OD PXB-7105"},
+    {0xD1097A5E, "OD PCI-7106"}, {0xD10A7A5E, "OD PXB-7106"}, {0xD10B7A5E, "OD PCI-7107"}, {0xD10C7A5E, "OD PXB-7107"},
     {0xD10D7A5E, "OD PCI-7110"}, {0xD10E7A5E, "OD PXB-7110"},
 };
 
@@ -96,8 +94,8 @@ std::uint32_t TypeFromModel(const std::string& model) {
 BoardDescription ReadBoard(const json& object) {
   if (!object.is_object()) Fail("a board must be a JSON object");
   static const std::set<std::string> kKeys = {
-      "serial", "model", "pci_id", "type", "revision", "units", "interface_types", "ports",
-      "data_fpga", "advanced_lut", "fpga_classes", "max_light_current", "memory_bytes", "board_tests"};
+      "serial", "model",     "pci_id",       "type",         "revision",          "units",        "interface_types",
+      "ports",  "data_fpga", "advanced_lut", "fpga_classes", "max_light_current", "memory_bytes", "board_tests"};
   for (const auto& item : object.items()) {
     if (kKeys.count(item.key()) == 0) Fail("unknown key \"" + item.key() + "\" in a board");
   }
@@ -139,17 +137,20 @@ BoardDescription ReadBoard(const json& object) {
   }
   if (object.contains("fpga_classes")) {
     if (!object.at("fpga_classes").is_array()) Fail("fpga_classes must be an array" + where);
-    for (const auto& value : object.at("fpga_classes")) board.fpgaClasses.push_back(Number32(value, "fpga class" + where));
+    for (const auto& value : object.at("fpga_classes"))
+      board.fpgaClasses.push_back(Number32(value, "fpga class" + where));
   } else {
     board.fpgaClasses = {(board.type << 8) | 1u, (board.type << 8) | 2u};
   }
   if (object.contains("max_light_current")) {
     if (!object.at("max_light_current").is_number()) Fail("max_light_current must be a number" + where);
     board.maxLightCurrent = object.at("max_light_current").get<double>();
-    if (!(board.maxLightCurrent > 0 && board.maxLightCurrent <= 100)) Fail("max_light_current must lie in (0, 100]" + where);
+    if (!(board.maxLightCurrent > 0 && board.maxLightCurrent <= 100))
+      Fail("max_light_current must lie in (0, 100]" + where);
   }
   board.memoryBytes = 16u << 20;
-  if (object.contains("memory_bytes")) board.memoryBytes = Number(object.at("memory_bytes"), "memory_bytes" + where, 1ull << 34);
+  if (object.contains("memory_bytes"))
+    board.memoryBytes = Number(object.at("memory_bytes"), "memory_bytes" + where, 1ull << 34);
   if (board.memoryBytes % 4 != 0) Fail("memory_bytes must be a multiple of 4" + where);
   if (object.contains("board_tests")) {
     const json& tests = object.at("board_tests");
@@ -206,8 +207,8 @@ Status ParseDescription(std::string_view text, std::uint32_t defaultVersion, Des
       }
     }
     Description result;
-    result.version = root.contains("driver_version") ? Number32(root.at("driver_version"), "driver_version")
-                                                     : defaultVersion;
+    result.version =
+        root.contains("driver_version") ? Number32(root.at("driver_version"), "driver_version") : defaultVersion;
     std::set<std::uint32_t> serials;
     if (root.contains("boards")) {
       if (!root.at("boards").is_array()) Fail("\"boards\" must be an array");
@@ -224,7 +225,8 @@ Status ParseDescription(std::string_view text, std::uint32_t defaultVersion, Des
           Fail("a failed board needs \"serial\" and \"status\"");
         }
         for (const auto& item : object.items()) {
-          if (item.key() != "serial" && item.key() != "status") Fail("unknown key \"" + item.key() + "\" in a failed board");
+          if (item.key() != "serial" && item.key() != "status")
+            Fail("unknown key \"" + item.key() + "\" in a failed board");
         }
         FailedBoard failed{Number32(object.at("serial"), "serial"), Number32(object.at("status"), "status")};
         if (failed.status == 0) Fail("a failed board needs a non-zero status");

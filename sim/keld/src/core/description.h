@@ -20,18 +20,18 @@ struct BoardTestSetting {
 
 struct BoardDescription {
   std::uint32_t serial = 0;
-  std::string model;                // "OD PCIe-7109"
-  std::uint32_t pciId = 0;          // for drivers before 0x03100000
-  std::uint32_t type = 0;           // board type word, 0x7109 for model 7109
+  std::string model;        // "OD PCIe-7109"
+  std::uint32_t pciId = 0;  // for drivers before 0x03100000
+  std::uint32_t type = 0;   // board type word, 0x7109 for model 7109
   std::uint32_t revision = 1;
-  std::uint32_t units = 1;          // acquisition units
-  std::uint32_t interfaceTypes = 0; // mask: 0x1 analog, 0x2 digital, 0x4 Camera Link
+  std::uint32_t units = 1;           // acquisition units
+  std::uint32_t interfaceTypes = 0;  // mask: 0x1 analog, 0x2 digital, 0x4 Camera Link
   std::uint32_t ports = 1;
-  bool dataFpga = false;            // a second FPGA on the data path
-  bool advancedLut = true;          // look-up tables of the advanced architecture
+  bool dataFpga = false;                   // a second FPGA on the data path
+  bool advancedLut = true;                 // look-up tables of the advanced architecture
   std::vector<std::uint32_t> fpgaClasses;  // update images the board takes
-  double maxLightCurrent = 1.0;     // amperes a light head may draw continuously
-  std::uint64_t memoryBytes = 0;    // on-board memory (register region 1)
+  double maxLightCurrent = 1.0;            // amperes a light head may draw continuously
+  std::uint64_t memoryBytes = 0;           // on-board memory (register region 1)
   std::map<std::string, BoardTestSetting> boardTests;
   // A board of a type that is not installed, opened by "interfaceType:NNNN"
   // to prepare its configuration: every interface type, no hardware behind.

@@ -44,7 +44,7 @@ void StampCounter(const FrameGeometry& geometry, std::uint32_t frame, std::uint8
 
 // The chart's patches, red, green, blue: white, grey, black, red in the
 // upper row, green, blue, yellow, cyan in the lower.
-constexpr std::uint32_t kChart[8][3] = {{235, 235, 235}, {128, 128, 128}, {16, 16, 16}, {200, 40, 40},
+constexpr std::uint32_t kChart[8][3] = {{235, 235, 235}, {128, 128, 128}, {16, 16, 16},   {200, 40, 40},
                                         {40, 200, 40},   {40, 40, 200},   {200, 200, 40}, {40, 200, 200}};
 
 // A still scene of the chart or of one colour.
@@ -84,10 +84,14 @@ void ChartColour(std::uint32_t x, std::uint32_t y, std::uint32_t width, std::uin
 
 std::uint32_t PixelBytesOfType(std::uint32_t type) {
   switch (type) {
-    case 0: return 1;
-    case 7: return 2;
-    case 4: return 4;
-    default: return 0;
+    case 0:
+      return 1;
+    case 7:
+      return 2;
+    case 4:
+      return 4;
+    default:
+      return 0;
   }
 }
 

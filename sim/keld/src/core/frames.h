@@ -29,7 +29,7 @@ struct FrameGeometry {
   std::uint32_t bitDepth = 8;
   std::uint32_t sensorPattern = 0xFFFFFFFF;  // colour filter, or none
   std::uint32_t noise = 0;
-  std::uint32_t scene = 0;  // 0 the moving test pattern, 1 a colour chart, 2 one colour
+  std::uint32_t scene = 0;                         // 0 the moving test pattern, 1 a colour chart, 2 one colour
   std::uint32_t sceneColour[3] = {128, 128, 128};  // red, green, blue
   bool hardwareDecode = false;
   double redGain = 1, greenGain = 1, blueGain = 1;

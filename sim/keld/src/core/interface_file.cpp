@@ -52,7 +52,8 @@ std::string FormatInterfaceFile(const InterfaceFile& file) {
   head.Add("Serial", Hex32(file.serial));
   head.Add("InterfaceTypes", Hex32(file.interfaceTypes));
   head.Add("Ports", std::to_string(file.ports.size()));
-  for (std::size_t port = 0; port < file.ports.size(); ++port) head.Add("Port" + std::to_string(port), file.ports[port]);
+  for (std::size_t port = 0; port < file.ports.size(); ++port)
+    head.Add("Port" + std::to_string(port), file.ports[port]);
   if (!file.settings.empty()) {
     TextSection& settings = document.AddSection("Settings");
     for (const auto& [key, value] : file.settings) settings.Add(Hex32(key), value);

@@ -74,12 +74,12 @@ namespace item {
 inline constexpr std::uint32_t kAddress = 0x3FF6007E;
 inline constexpr std::uint32_t kCommand = 0x3FF6007F;
 inline constexpr std::uint32_t kSize = 0x3FF60082;
-inline constexpr std::uint32_t kNext = 1;    // command: go on to the next element
-inline constexpr std::uint32_t kLoop = 2;    // command: loop back to the first
+inline constexpr std::uint32_t kNext = 1;  // command: go on to the next element
+inline constexpr std::uint32_t kLoop = 2;  // command: loop back to the first
 }  // namespace item
 
 // One element of a buffer list, resolved when the list is bound to a session.
-struct BufferSpec {
+struct ListedBuffer {
   std::uint8_t* address = nullptr;
   std::size_t size = 0;
   std::uint32_t command = 0;
@@ -140,7 +140,7 @@ class Session {
   Status GrabSetup(std::uint32_t flags);
   Status Grab(void** pixels, std::uint32_t wait, std::uint32_t top, std::uint32_t left, std::uint32_t height,
               std::uint32_t width, std::uint32_t rowPixels);
-  Status ConfigureList(std::uint32_t list, std::vector<BufferSpec> specs);
+  Status ConfigureList(std::uint32_t list, std::vector<ListedBuffer> listed);
   Status Acquire(std::uint32_t async);
   Status StartAcquisition();
   Status StopAcquisition();
@@ -166,7 +166,8 @@ class Session {
   Status CameraValues(std::uint32_t id, std::uint32_t* count, std::uint32_t* ids);
   Status CameraChildren(std::uint32_t id, const char* value, std::uint32_t* count, std::uint32_t* ids);
   Status CameraUnits(std::uint32_t id, std::uint32_t* size, char* units);
-  Status CameraNumeric(std::uint32_t id, int what, std::uint32_t* raw);  // 0 min, 1 max, 2 precision, 3 increment, 4 default
+  Status CameraNumeric(std::uint32_t id, int what,
+                       std::uint32_t* raw);  // 0 min, 1 max, 2 precision, 3 increment, 4 default
   Status CameraFormatted(std::uint32_t id, std::uint32_t raw, double& value);
   Status CameraIncrement(std::uint32_t id, double& value);
   Status CameraStringDefault(std::uint32_t id, std::uint32_t* size, char* text);
@@ -180,11 +181,9 @@ class Session {
   Status TriggerGet(std::uint32_t line, TriggerSetting& setting);
   Status TriggerDrive(std::uint32_t line, std::uint32_t signalType, std::uint32_t signal, std::uint32_t polarity);
   Status TriggerRead(std::uint32_t line, std::uint32_t signalType, std::uint32_t polarity, std::uint32_t& level);
-  Status TriggerRoute(std::uint32_t line, std::uint32_t signalType, std::uint32_t sourceLine,
-                      std::uint32_t sourceType);
+  Status TriggerRoute(std::uint32_t line, std::uint32_t signalType, std::uint32_t sourceLine, std::uint32_t sourceType);
   Status TriggerClear();
-  Status LineTriggerSource(std::uint32_t line, std::uint32_t signalType, std::uint32_t polarity,
-                           std::uint32_t divider);
+  Status LineTriggerSource(std::uint32_t line, std::uint32_t signalType, std::uint32_t polarity, std::uint32_t divider);
   Status EncoderReset();
   Status SerialError(char* text, std::uint32_t* size);
   Status SetSerialError(std::string text);
@@ -224,19 +223,19 @@ class Session {
     std::vector<Slot> slots;
     std::vector<std::uint32_t> order;  // slot of each step of one round
     bool continuous = false;
-    std::uint32_t skip = 0;            // frames skipped between buffers (rings)
+    std::uint32_t skip = 0;              // frames skipped between buffers (rings)
     std::vector<std::uint64_t> offsets;  // frame offsets of a sequence
-    std::uint32_t startSkip = 0;       // frames skipped before the first buffer
+    std::uint32_t startSkip = 0;         // frames skipped before the first buffer
     Clock::time_point start;
     Clock::duration period{};
-    bool unlimited = false;            // frame rate 0: a frame whenever one is asked for
+    bool unlimited = false;  // frame rate 0: a frame whenever one is asked for
     std::uint32_t frameBase = 0;
-    std::uint64_t done = 0;            // buffers complete so far
-    std::set<std::uint64_t> lost;      // buffers whose frame was lost
-    std::set<std::uint64_t> failed;    // buffers whose transfer failed
-    std::int64_t delivered = -1;       // last buffer a grab delivered
+    std::uint64_t done = 0;          // buffers complete so far
+    std::set<std::uint64_t> lost;    // buffers whose frame was lost
+    std::set<std::uint64_t> failed;  // buffers whose transfer failed
+    std::int64_t delivered = -1;     // last buffer a grab delivered
     FrameGeometry geometry;
-    std::size_t stride = 0;            // bytes between lines in the buffers
+    std::size_t stride = 0;  // bytes between lines in the buffers
 
     std::uint64_t Total() const;
     std::uint64_t Offset(std::uint64_t n) const;
@@ -274,8 +273,8 @@ class Session {
   Clock::time_point CameraTime(Clock::time_point now) const;
   // Gives the faults still to come to buffers from..to, in order.
   void AssignFaultsLocked(std::uint64_t from, std::uint64_t to);
-  Status CopyFrameOf(std::uint64_t n, std::uint32_t top, std::uint32_t left, std::uint32_t height,
-                     std::uint32_t width, void* pixels, std::uint32_t rowPixels, bool imageObject);
+  Status CopyFrameOf(std::uint64_t n, std::uint32_t top, std::uint32_t left, std::uint32_t height, std::uint32_t width,
+                     void* pixels, std::uint32_t rowPixels, bool imageObject);
   void FinishLocked();
   void StopLocked(Clock::time_point now);
   Status StartLocked(Kind kind);

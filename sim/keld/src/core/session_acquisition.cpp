@@ -48,9 +48,7 @@ std::uint64_t Session::Acquisition::CompleteAfter(std::uint64_t frames) const {
   return std::min(Total(), (frames - 1 - startSkip) / (std::uint64_t{skip} + 1) + 1);
 }
 
-Status Session::ReadyForImages() const {
-  return state_ == state::kReady ? st::kOk : st::kNotInThisState;
-}
+Status Session::ReadyForImages() const { return state_ == state::kReady ? st::kOk : st::kNotInThisState; }
 
 Session::Clock::time_point Session::Deadline() const {
   return Clock::now() + std::chrono::milliseconds(U32(key::kTimeout));
@@ -118,7 +116,8 @@ void Session::AdvanceLocked(std::uint64_t complete, Clock::time_point now) {
   Acquisition& a = acquisition_;
   if (complete <= a.done) return;
   auto stamp = [&a, now](std::uint64_t n) {
-    return a.unlimited ? Nanoseconds(now) : Nanoseconds(a.start + a.period * static_cast<std::int64_t>(a.Offset(n) + 1));
+    return a.unlimited ? Nanoseconds(now)
+                       : Nanoseconds(a.start + a.period * static_cast<std::int64_t>(a.Offset(n) + 1));
   };
   AssignFaultsLocked(a.done, complete);
   const std::uint64_t round = a.order.size();
@@ -213,8 +212,8 @@ Status Session::WaitForBufferLocked(Lock& lock, std::uint64_t n, Clock::time_poi
     if (!a.running || n >= a.Total()) return st::kAcquisitionEnded;
     if (now >= deadline) return st::kTimeout;
     // While the camera stalls nothing is due; going on wakes the wait.
-    const Clock::time_point due = stalledSince_ ? deadline
-                                                : a.start + a.period * static_cast<std::int64_t>(a.Offset(n) + 1);
+    const Clock::time_point due =
+        stalledSince_ ? deadline : a.start + a.period * static_cast<std::int64_t>(a.Offset(n) + 1);
     changed_.wait_until(lock, std::min(due, deadline));
   }
 }
@@ -262,8 +261,7 @@ Status Session::Snap(void** pixels, std::uint32_t top, std::uint32_t left, std::
   const std::size_t pixelBytes = geometry.PixelBytes();
   const std::size_t targetStride = std::size_t{rowPixels} * pixelBytes;
   if (*pixels == nullptr) {
-    const std::size_t need = std::max(std::size_t{RowPixels()} * geometry.height * pixelBytes,
-                                      targetStride * height);
+    const std::size_t need = std::max(std::size_t{RowPixels()} * geometry.height * pixelBytes, targetStride * height);
     if (!snapMemory_ || snapMemory_->size() < need) {
       snapMemory_.reset();
       snapMemory_ = AllocateDriverMemory(need);
@@ -387,25 +385,26 @@ Status Session::Grab(void** pixels, std::uint32_t wait, std::uint32_t top, std::
 
 // ---- Buffer lists, rings and sequences
 
-Status Session::ConfigureList(std::uint32_t list, std::vector<BufferSpec> specs) {
+Status Session::ConfigureList(std::uint32_t list, std::vector<ListedBuffer> listed) {
   Lock lock(mutex_);
   if (const Status status = LiveLocked(); status != st::kOk) return status;
   if (board->desc.phantom) return st::kNotSupported;  // no camera behind a phantom board
   CatchUpLocked(Clock::now());
   if (acquisition_.running) return st::kAcquiring;
   if (const Status status = ReadyForImages(); status != st::kOk) return status;
-  if (specs.empty()) return st::kInvalidBufferList;
+  if (listed.empty()) return st::kInvalidBufferList;
   // The order of one round: from the first element on, until an element
   // that loops back or the end of the list.
   std::vector<std::uint32_t> order;
   bool continuous = false;
-  for (std::uint32_t i = 0; i < specs.size(); ++i) {
-    const BufferSpec& spec = specs[i];
-    if (spec.address == nullptr || spec.size == 0 || (spec.command != item::kNext && spec.command != item::kLoop)) {
+  for (std::uint32_t i = 0; i < listed.size(); ++i) {
+    const ListedBuffer& buffer = listed[i];
+    const bool knownCommand = buffer.command == item::kNext || buffer.command == item::kLoop;
+    if (buffer.address == nullptr || buffer.size == 0 || !knownCommand) {
       return st::kInvalidBufferList;
     }
     order.push_back(i);
-    if (spec.command == item::kLoop) {
+    if (buffer.command == item::kLoop) {
       continuous = true;
       break;
     }
@@ -413,7 +412,7 @@ Status Session::ConfigureList(std::uint32_t list, std::vector<BufferSpec> specs)
   const FrameGeometry geometry = Geometry();
   const std::size_t need = std::size_t{RowPixels()} * geometry.height * geometry.PixelBytes();
   for (const std::uint32_t i : order) {
-    if (specs[i].size < need) return st::kBufferTooSmall;
+    if (listed[i].size < need) return st::kBufferTooSmall;
   }
   const std::uint64_t generation = acquisition_.generation + 1;
   acquisition_ = Acquisition{};
@@ -424,11 +423,11 @@ Status Session::ConfigureList(std::uint32_t list, std::vector<BufferSpec> specs)
   acquisition_.order = std::move(order);
   acquisition_.geometry = geometry;
   acquisition_.stride = std::size_t{RowPixels()} * geometry.PixelBytes();
-  for (BufferSpec& spec : specs) {
+  for (ListedBuffer& buffer : listed) {
     Slot slot;
-    slot.memory = spec.address;
-    slot.size = spec.size;
-    slot.owner = std::move(spec.owner);
+    slot.memory = buffer.address;
+    slot.size = buffer.size;
+    slot.owner = std::move(buffer.owner);
     acquisition_.slots.push_back(std::move(slot));
   }
   changed_.notify_all();
@@ -574,7 +573,8 @@ Status Session::CopyArea(std::uint32_t buffer, std::uint32_t top, std::uint32_t 
   Acquisition& a = acquisition_;
   if (a.kind == Kind::kNone || a.kind == Kind::kGrab) return st::kNotConfigured;
   if (buffer >= a.slots.size() || pixels == nullptr || mode > 1) return st::kInvalidArgument;
-  if (const Status status = CheckArea(top, left, height, width, rowPixels, a.geometry); status != st::kOk) return status;
+  if (const Status status = CheckArea(top, left, height, width, rowPixels, a.geometry); status != st::kOk)
+    return status;
   if (!a.slots[buffer].holds) {
     if (mode == 0 || !a.running) return st::kNoImageYet;
     // Mode 1 waits for the buffer's first image.
@@ -599,7 +599,8 @@ Status Session::CopyAreaByNumber(std::uint32_t number, std::uint32_t top, std::u
   if (pixels == nullptr || mode > 3) return st::kInvalidArgument;
   if (imageObject && IsImage(static_cast<const Image*>(pixels)) == 0) return st::kInvalidArgument;
   if (!imageObject) {
-    if (const Status status = CheckArea(top, left, height, width, rowPixels, acquisition_.geometry); status != st::kOk) {
+    if (const Status status = CheckArea(top, left, height, width, rowPixels, acquisition_.geometry);
+        status != st::kOk) {
       return status;
     }
   }

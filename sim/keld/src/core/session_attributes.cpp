@@ -9,9 +9,15 @@ namespace {
 
 void WriteOut(std::uint32_t typeCode, const AttributeValue& value, void* out) {
   switch (typeCode) {
-    case type::kU32: std::memcpy(out, &std::get<std::uint32_t>(value), 4); return;
-    case type::kF64: std::memcpy(out, &std::get<double>(value), 8); return;
-    case type::kU64: std::memcpy(out, &std::get<std::uint64_t>(value), 8); return;
+    case type::kU32:
+      std::memcpy(out, &std::get<std::uint32_t>(value), 4);
+      return;
+    case type::kF64:
+      std::memcpy(out, &std::get<double>(value), 8);
+      return;
+    case type::kU64:
+      std::memcpy(out, &std::get<std::uint64_t>(value), 8);
+      return;
     case type::kString: {
       const std::string& text = std::get<std::string>(value);
       const std::size_t length = std::min(text.size(), kStringBytes - 1);
@@ -75,9 +81,7 @@ double Session::F64(std::uint32_t attributeKey) const {
   return found == values_.end() ? 0.0 : std::get<double>(found->second);
 }
 
-std::uint32_t Session::RowPixels() const {
-  return std::max(U32(key::kRowPixels), U32(key::kWindowWidth));
-}
+std::uint32_t Session::RowPixels() const { return std::max(U32(key::kRowPixels), U32(key::kWindowWidth)); }
 
 FrameGeometry Session::Geometry() const {
   FrameGeometry geometry;
@@ -116,16 +120,34 @@ Status Session::GetAttribute(std::uint32_t attributeKey, void* out) {
       value = ports_[port];
       break;
     }
-    case key::kBoardType: value = desc.type; break;
-    case key::kRevision: value = desc.revision; break;
-    case key::kUnits: value = desc.units; break;
-    case key::kUnit: value = unit; break;
-    case key::kSerial: value = desc.serial; break;
+    case key::kBoardType:
+      value = desc.type;
+      break;
+    case key::kRevision:
+      value = desc.revision;
+      break;
+    case key::kUnits:
+      value = desc.units;
+      break;
+    case key::kUnit:
+      value = unit;
+      break;
+    case key::kSerial:
+      value = desc.serial;
+      break;
     case key::kPorts:
-    case key::kPortsToStore: value = desc.ports; break;
-    case key::kInterfaceTypes: value = desc.interfaceTypes; break;
-    case key::kMemoryBytes: value = desc.memoryBytes; break;
-    case key::kAcquiring: value = std::uint32_t{acquisition_.running ? 1u : 0u}; break;
+    case key::kPortsToStore:
+      value = desc.ports;
+      break;
+    case key::kInterfaceTypes:
+      value = desc.interfaceTypes;
+      break;
+    case key::kMemoryBytes:
+      value = desc.memoryBytes;
+      break;
+    case key::kAcquiring:
+      value = std::uint32_t{acquisition_.running ? 1u : 0u};
+      break;
     case key::kLastBuffer:
       if (!lastNumber_) return st::kNoImageYet;
       value = *lastNumber_;
@@ -137,20 +159,38 @@ Status Session::GetAttribute(std::uint32_t attributeKey, void* out) {
     case key::kMeasuredFrameRate:
       if (!acquisition_.running) return st::kNotAvailableNow;
       // As fast as images are asked for: no rate of its own.
-      value = acquisition_.unlimited ? 0.0
-                                     : 1e9 / static_cast<double>(std::chrono::duration_cast<std::chrono::nanoseconds>(
-                                                                     acquisition_.period)
-                                                                     .count());
+      value = acquisition_.unlimited
+                  ? 0.0
+                  : 1e9 / static_cast<double>(
+                              std::chrono::duration_cast<std::chrono::nanoseconds>(acquisition_.period).count());
       break;
-    case key::kEncoderPosition: value = static_cast<std::uint32_t>((framesAcquired_ - encoderBase_) * 100); break;
-    case key::kImageType: value = Geometry().OutputType(); break;
-    case key::kBitDepth: value = Geometry().OutputDepth(); break;
-    case key::kSensorWidth: value = camera_.width; break;
-    case key::kSensorHeight: value = camera_.height; break;
-    case key::kCameraModel: value = camera_.model; break;
-    case key::kCameraFile: value = cameraFile_; break;
-    case key::kInterfaceName: value = DataFolder::WithoutInterfaceExtension(interfaceFile_); break;
-    case key::kInterfaceChanged: value = std::uint32_t{interfaceChanged_ ? 1u : 0u}; break;
+    case key::kEncoderPosition:
+      value = static_cast<std::uint32_t>((framesAcquired_ - encoderBase_) * 100);
+      break;
+    case key::kImageType:
+      value = Geometry().OutputType();
+      break;
+    case key::kBitDepth:
+      value = Geometry().OutputDepth();
+      break;
+    case key::kSensorWidth:
+      value = camera_.width;
+      break;
+    case key::kSensorHeight:
+      value = camera_.height;
+      break;
+    case key::kCameraModel:
+      value = camera_.model;
+      break;
+    case key::kCameraFile:
+      value = cameraFile_;
+      break;
+    case key::kInterfaceName:
+      value = DataFolder::WithoutInterfaceExtension(interfaceFile_);
+      break;
+    case key::kInterfaceChanged:
+      value = std::uint32_t{interfaceChanged_ ? 1u : 0u};
+      break;
     case key::kLightHead:
     case key::kLightCurrentLimit:
     case key::kLightDutyLimit: {
@@ -166,8 +206,8 @@ Status Session::GetAttribute(std::uint32_t attributeKey, void* out) {
       break;
     }
     case key::kWindowRect:
-      value = std::vector<std::uint32_t>{U32(key::kWindowLeft), U32(key::kWindowTop), U32(key::kWindowWidth),
-                                         U32(key::kWindowHeight), 1, 1};
+      value = std::vector<std::uint32_t>{
+          U32(key::kWindowLeft), U32(key::kWindowTop), U32(key::kWindowWidth), U32(key::kWindowHeight), 1, 1};
       break;
     default: {
       const auto found = values_.find(def->key);
@@ -236,7 +276,8 @@ Status Session::SetAttribute(std::uint32_t attributeKey, const void* in) {
       port = normalized;
       return st::kOk;
     }
-    default: break;
+    default:
+      break;
   }
   if (def->stored == Stored::kInterfaceFile && values_[def->key] != value) interfaceChanged_ = true;
   values_[def->key] = std::move(value);

@@ -32,11 +32,11 @@ Status CopySized(const std::string& text, std::uint32_t* size, char* out) {
 
 }  // namespace
 
-#define KELDSIM_TREE_NODE(idValue, nodeName)                                  \
-  Lock lock(mutex_);                                                          \
-  if (const Status status = LiveLocked(); status != st::kOk) return status;   \
-  const auto found = treeIds_.find(idValue);                                  \
-  if (found == treeIds_.end()) return st::kCameraAttributeNotFound;           \
+#define KELDSIM_TREE_NODE(idValue, nodeName)                                \
+  Lock lock(mutex_);                                                        \
+  if (const Status status = LiveLocked(); status != st::kOk) return status; \
+  const auto found = treeIds_.find(idValue);                                \
+  if (found == treeIds_.end()) return st::kCameraAttributeNotFound;         \
   CameraAttributeNode& nodeName = camera_.attributes[found->second.attribute]
 
 Status Session::CameraRoots(std::uint32_t* count, std::uint32_t* ids) {
@@ -100,11 +100,21 @@ Status Session::CameraNumeric(std::uint32_t treeId, int what, std::uint32_t* raw
   if (found->second.value >= 0 || node.isString) return st::kCameraAttributeKind;
   if (raw == nullptr) return st::kInvalidArgument;
   switch (what) {
-    case 0: *raw = node.minimum; break;
-    case 1: *raw = node.maximum; break;
-    case 2: *raw = node.precision; break;
-    case 3: *raw = node.increment; break;
-    default: *raw = node.defaultRaw; break;
+    case 0:
+      *raw = node.minimum;
+      break;
+    case 1:
+      *raw = node.maximum;
+      break;
+    case 2:
+      *raw = node.precision;
+      break;
+    case 3:
+      *raw = node.increment;
+      break;
+    default:
+      *raw = node.defaultRaw;
+      break;
   }
   return st::kOk;
 }

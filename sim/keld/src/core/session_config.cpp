@@ -37,7 +37,8 @@ Status Session::Alive() {
 std::string Session::DefaultCameraFile() const {
   for (const std::string& name : folder.List(".icd")) {
     CameraModel model;
-    if (LoadCameraFile(folder.Resolve(name), model) == st::kOk && (model.interfaceTypes & board->desc.interfaceTypes) != 0) {
+    if (LoadCameraFile(folder.Resolve(name), model) == st::kOk &&
+        (model.interfaceTypes & board->desc.interfaceTypes) != 0) {
       return name;
     }
   }

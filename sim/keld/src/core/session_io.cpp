@@ -98,15 +98,22 @@ std::uint32_t Session::LineLevelLocked(std::uint32_t line, std::uint32_t depth) 
   if (const auto drive = drives_.find(line); drive != drives_.end()) {
     std::uint32_t asserted = 0;
     switch (drive->second.signal) {
-      case 1: asserted = 1; break;
-      case 3: asserted = acquisition_.running ? 1 : 0; break;
-      case 4: asserted = acquisition_.running ? 0 : 1; break;
+      case 1:
+        asserted = 1;
+        break;
+      case 3:
+        asserted = acquisition_.running ? 1 : 0;
+        break;
+      case 4:
+        asserted = acquisition_.running ? 0 : 1;
+        break;
       case 5: {
         const auto pulse = pulseLines_.find(line);
         asserted = pulse != pulseLines_.end() && pulse->second ? 1 : 0;
         break;
       }
-      default: break;
+      default:
+        break;
     }
     return asserted ^ drive->second.polarity;
   }
@@ -221,9 +228,9 @@ Status Session::LoadLightingLimits(const void* data) {
     std::uint32_t check = 0;
     for (const char c : blob.substr(blob.size() - 8)) {
       const int digit = std::isdigit(static_cast<unsigned char>(c)) != 0 ? c - '0'
-                        : (c >= 'a' && c <= 'f')                       ? c - 'a' + 10
-                        : (c >= 'A' && c <= 'F')                       ? c - 'A' + 10
-                                                                       : -1;
+                        : (c >= 'a' && c <= 'f')                         ? c - 'a' + 10
+                        : (c >= 'A' && c <= 'F')                         ? c - 'A' + 10
+                                                                         : -1;
       if (digit < 0) return st::kLightingData;
       check = check << 4 | static_cast<std::uint32_t>(digit);
     }
@@ -238,7 +245,8 @@ Status Session::LoadLightingLimits(const void* data) {
     }
     for (std::uint64_t i = 0; i < entry.curvePointCount; ++i) {
       const double x = entry.curvePoints[i][0], y = entry.curvePoints[i][1];
-      if (!std::isfinite(x) || !std::isfinite(y) || (i > 0 && x < entry.curvePoints[i - 1][0])) return st::kLightingData;
+      if (!std::isfinite(x) || !std::isfinite(y) || (i > 0 && x < entry.curvePoints[i - 1][0]))
+        return st::kLightingData;
     }
     head.currentLimit = std::min(current, board->desc.maxLightCurrent);
     head.dutyLimit = duty;

@@ -277,8 +277,7 @@ Status Simulator::SetBoardTestResult(std::uint32_t serial, const char* test, std
   return st::kOk;
 }
 
-Status Simulator::BoardTestResult(std::uint32_t serial, const char* test, std::uint32_t& result,
-                                  std::string& message) {
+Status Simulator::BoardTestResult(std::uint32_t serial, const char* test, std::uint32_t& result, std::string& message) {
   if (test == nullptr) return st::kInvalidArgument;
   Lock lock(mutex_);
   EnsureLoadedLocked();
@@ -779,20 +778,20 @@ Status Simulator::ConfigureSession(std::uint32_t sid, std::uint32_t list) {
   const auto found = bufferLists_.find(list);
   if (found == bufferLists_.end()) return st::kInvalidId;
   if (!found->second.locked) return st::kInvalidBufferList;
-  std::vector<BufferSpec> specs;
+  std::vector<ListedBuffer> listed;
   for (const BufferElement& element : found->second.elements) {
-    BufferSpec spec;
-    spec.address = static_cast<std::uint8_t*>(element.address);
-    spec.size = element.size;
-    spec.command = element.command;
+    ListedBuffer buffer;
+    buffer.address = static_cast<std::uint8_t*>(element.address);
+    buffer.size = element.size;
+    buffer.command = element.command;
     if (const auto memory = buffers_.find(element.address); memory != buffers_.end()) {
       // The driver's own buffer: never more than it holds.
-      spec.owner = memory->second;
-      spec.size = std::min(spec.size, memory->second->size());
+      buffer.owner = memory->second;
+      buffer.size = std::min(buffer.size, memory->second->size());
     }
-    specs.push_back(std::move(spec));
+    listed.push_back(std::move(buffer));
   }
-  return session->second->ConfigureList(list, std::move(specs));
+  return session->second->ConfigureList(list, std::move(listed));
 }
 
 // ---- Board memory

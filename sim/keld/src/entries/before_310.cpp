@@ -11,8 +11,8 @@ using keldsim::Guarded;
 extern "C" {
 
 __attribute__((visibility("default"))) KeldDriverStatus odkelduGetCameraHeaderInfo(uint32_t sid, const char* file,
-                                                                                   uint32_t* supported,
-                                                                                   char* modeName, char* detail) {
+                                                                                   uint32_t* supported, char* modeName,
+                                                                                   char* detail) {
   return Guarded(__func__, [&] { return keldsim::CameraHeaderInfo(sid, file, true, supported, modeName, detail); });
 }
 

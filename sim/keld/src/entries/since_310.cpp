@@ -42,8 +42,7 @@ KeldDriverStatus odkelduGetCameraHeaderInfo(uint32_t sid, const char* file, uint
 }
 
 // `flags` must be 0.
-KeldDriverStatus odkelduCameraAttributeNumericGetIncrementEx(uint32_t sid, uint32_t id, uint32_t flags,
-                                                            double* value) {
+KeldDriverStatus odkelduCameraAttributeNumericGetIncrementEx(uint32_t sid, uint32_t id, uint32_t flags, double* value) {
   return OnSession(__func__, sid, [&](Session& session) -> Status {
     if (Simulator::Get().Version() < kIncrementExFrom) return st::kNotSupported;
     if (flags != 0 || value == nullptr) return st::kInvalidArgument;
@@ -56,16 +55,16 @@ KeldDriverStatus odkelduCameraAttributeNumericGetIncrementEx(uint32_t sid, uint3
 // buffer to come, 3 buffer `number` or, where it is gone, the first one after
 // it still held, with the reason in *bufferStatus. A buffer not yet acquired
 // is waited for. A buffer whose transfer failed answers 0xBFF60026.
-KeldDriverStatus kldSessionCopyAreaByNumber(uint32_t sid, uint32_t number, uint32_t top, uint32_t left,
-                                            uint32_t height, uint32_t width, void* pixels, uint32_t rowPixels,
-                                            uint32_t mode, uint32_t* foundNumber, KeldDriverStatus* bufferStatus) {
+KeldDriverStatus kldSessionCopyAreaByNumber(uint32_t sid, uint32_t number, uint32_t top, uint32_t left, uint32_t height,
+                                            uint32_t width, void* pixels, uint32_t rowPixels, uint32_t mode,
+                                            uint32_t* foundNumber, KeldDriverStatus* bufferStatus) {
   return OnSession(__func__, sid, [&](Session& session) -> Status {
     const uint32_t version = Simulator::Get().Version();
     if (version < kCopyByNumberFrom) return st::kNotSupported;
     const bool imageObject = height == kWhole && width == kWhole && rowPixels == kWhole;
     if (imageObject && version < kImageObjectFrom) return st::kInvalidArgument;
-    return session.CopyAreaByNumber(number, top, left, height, width, pixels, rowPixels, mode, imageObject,
-                                    foundNumber, bufferStatus);
+    return session.CopyAreaByNumber(number, top, left, height, width, pixels, rowPixels, mode, imageObject, foundNumber,
+                                    bufferStatus);
   });
 }
 
