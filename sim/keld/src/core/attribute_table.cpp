@@ -46,7 +46,7 @@ constexpr AttributeDef kDefs[] = {
   {key::kLightDutyLimit, type::kF64, kReadOnly, kNo, false, kAll, 0, 0, "Light duty cycle limit"},
   // Configuration of the interface file.
   {key::kPortCameraFile, type::kString, kConfiguration, kInterfaceFile, false, kAll, 0, 0, "Camera file of a port"},
-  {key::kTriggerTermination, type::kU32, kConfiguration, kInterfaceFile, false, kAll, 0, 1, "Trigger input termination"},
+  {key::kTriggerTermination, type::kU32, kConfiguration, kInterfaceFile, false, kAll, 0, 1, "Trigger termination"},
   {key::kCameraPower, type::kU32, kConfiguration, kInterfaceFile, false, kAll, 0, 1, "Camera power"},
   // Configuration of the camera file.
   {key::kWindowTop, type::kU32, kConfiguration, kCameraFile, false, kAll, 0, 16383, "Window top"},
