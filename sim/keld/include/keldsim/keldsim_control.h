@@ -34,9 +34,9 @@ extern "C" {
 
 /* ---- State ------------------------------------------------------------------ */
 /* Forgets every interface, session, buffer, buffer list and pulse (memory the
- * driver handed out is freed), every injected status and delay, and reads the
- * description and data folder again as at the first use. The call log is
- * kept. A description that cannot be read leaves the driver without boards:
+ * driver handed out is freed), every injected status, delay and board test
+ * result set, and reads the description and data folder again as at the
+ * first use. The call log is kept. A description that cannot be read leaves the driver without boards:
  * every driver function then answers 0xBFF6003F until a good reset. */
 KELDSIM_API uint32_t keldsimReset(void);
 /* The same with a description given as JSON text and a data folder; a null
