@@ -1,0 +1,139 @@
+// What the device suite shares. A Device is the simulated driver in a state
+// of its own (a fresh description and data folder per test) and, for the
+// remote side, keldcfgd's service on an ephemeral loopback port named by a
+// registry file; Host() is what the public functions take to reach it.
+//
+// A scenario is a function that drives the public functions on a Device,
+// checks what it sees, and writes what it saw into a transcript: statuses,
+// values, texts and the bytes of images. DEVICE_SCENARIO runs it over a
+// local session and over a remote session (one parameterised suite), and a
+// second test runs it on both and requires the two transcripts to agree
+// line by line.
+#pragma once
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <cstdint>
+#include <cstdio>
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "keldcfgc/keldcfgc.h"
+#include "keldsim/keldsim_control.h"
+#include "session/session_registry.h"
+#include "support_servers.h"
+
+namespace keld::device {
+
+enum class Side { kLocal, kRemote };
+
+inline const char* SideName(Side side) { return side == Side::kLocal ? "Local" : "Remote"; }
+
+using Transcript = std::vector<std::string>;
+
+inline std::string Hex(std::uint32_t value) {
+  char text[16];
+  std::snprintf(text, sizeof text, "0x%08X", value);
+  return text;
+}
+
+class Device {
+ public:
+  // `description` is the simulated driver's JSON description, or null for
+  // its built-in boards.
+  explicit Device(Side side, const char* description = nullptr) : side_(side) {
+    const auto* test = ::testing::UnitTest::GetInstance()->current_test_info();
+    std::string name = std::string(test->test_suite_name()) + "_" + test->name();
+    for (char& c : name) {
+      if (c == '/') c = '_';
+    }
+    folder_ = std::filesystem::temp_directory_path() /
+              ("keld_device_" + std::to_string(getpid()) + "_" + name + "_" + SideName(side));
+    std::filesystem::remove_all(folder_);
+    std::filesystem::create_directories(folder_);
+    CloseAllSessions();
+    const std::uint32_t reset = keldsimResetWith(description, folder_.c_str());
+    if (reset != 0) {
+      char why[1024] = {};
+      keldsimGetLastError(why, sizeof why);
+      ADD_FAILURE() << "the simulated driver refused its description: " << why;
+    }
+    if (side == Side::kRemote) {
+      server_ = std::make_unique<testsupport::ServiceServer>();
+      registry_ = std::make_unique<testsupport::ScopedRegistryPort>(server_->port());
+    }
+    // The board lists are cached per host: each device starts from the driver.
+    cfgRefreshBoards(Host());
+  }
+  Device(const Device&) = delete;
+  Device& operator=(const Device&) = delete;
+  ~Device() {
+    CloseAllSessions();
+    registry_.reset();
+    server_.reset();
+    std::error_code ignored;
+    std::filesystem::remove_all(folder_, ignored);
+  }
+
+  Side side() const { return side_; }
+  bool remote() const { return side_ == Side::kRemote; }
+  // Null for this computer, "localhost" for the target on loopback.
+  const char* Host() const { return remote() ? "localhost" : nullptr; }
+  const std::filesystem::path& folder() const { return folder_; }
+
+  // Notes a line of the transcript.
+  void Note(const std::string& line) { transcript_.push_back(line); }
+  void Note(const std::string& what, std::int32_t status) { Note(what + " -> " + Hex(static_cast<std::uint32_t>(status))); }
+  Transcript TakeTranscript() { return std::move(transcript_); }
+
+  // Opens a board by interface name; the id, or 0 with a failure noted.
+  std::uint32_t Open(const char* interfaceName, std::uint32_t serial = 0) {
+    std::uint32_t id = 0;
+    const std::int32_t status = cfgOpenBoard(Host(), interfaceName, serial, &id);
+    EXPECT_EQ(status, 0) << "cfgOpenBoard(" << (interfaceName ? interfaceName : "null") << ", " << Hex(serial) << ")";
+    Note(std::string("open ") + (interfaceName ? interfaceName : "null"), status);
+    return status == 0 ? id : 0;
+  }
+
+ private:
+  Side side_;
+  std::filesystem::path folder_;
+  std::unique_ptr<testsupport::ServiceServer> server_;
+  std::unique_ptr<testsupport::ScopedRegistryPort> registry_;
+  Transcript transcript_;
+};
+
+class DeviceSessions : public ::testing::TestWithParam<Side> {};
+
+inline std::string SideParamName(const ::testing::TestParamInfo<Side>& info) { return SideName(info.param); }
+
+// Defines scenario `Name` (a function of a Device& that returns nothing),
+// its run over both sides and the agreement of the two transcripts.
+#define DEVICE_SCENARIO(Name)                                              \
+  void Name(::keld::device::Device& device);                               \
+  TEST_P(DeviceSessions, Name) {                                           \
+    ::keld::device::Device device(GetParam());                             \
+    Name(device);                                                          \
+  }                                                                        \
+  TEST(DeviceSessionsAgree, Name) {                                        \
+    ::keld::device::Transcript local;                                      \
+    ::keld::device::Transcript remote;                                     \
+    {                                                                      \
+      ::keld::device::Device device(::keld::device::Side::kLocal);         \
+      Name(device);                                                        \
+      local = device.TakeTranscript();                                     \
+    }                                                                      \
+    {                                                                      \
+      ::keld::device::Device device(::keld::device::Side::kRemote);        \
+      Name(device);                                                        \
+      remote = device.TakeTranscript();                                    \
+    }                                                                      \
+    EXPECT_FALSE(local.empty());                                           \
+    EXPECT_EQ(local, remote);                                              \
+  }                                                                        \
+  void Name(::keld::device::Device& device)
+
+}  // namespace keld::device
