@@ -79,7 +79,10 @@ KELDSIM_API uint32_t keldsimSetSerialError(uint32_t sid, const char* text);
  *   and the grab or snap that meets it, answer 0xBFF60026;
  * - a stalled camera sends nothing until it goes on again; every wait for
  *   an image ends in the session's time-out (attribute 0x3FF60070) with
- *   0xBFF60007. */
+ *   0xBFF60007.
+ * Session 0 stands for every session open at the time of the call; a test
+ * that reaches the driver through a library (or a server) does not know
+ * the driver's session numbers. */
 KELDSIM_API uint32_t keldsimLoseFrames(uint32_t sid, uint32_t frames);
 KELDSIM_API uint32_t keldsimFailTransfers(uint32_t sid, uint32_t frames);
 KELDSIM_API uint32_t keldsimStallCamera(uint32_t sid, uint32_t stalled);

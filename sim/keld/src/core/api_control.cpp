@@ -33,9 +33,19 @@ Status CopyCut(const std::string& text, char* out, uint32_t size) {
 
 // A control of one session.
 template <typename Body>
+// Session 0 stands for every session open now (none: an invalid identifier).
 uint32_t OnSessionControl(uint32_t sid, Body&& body) {
   return Controlled([&]() -> Status {
     Status status = st::kOk;
+    if (sid == 0) {
+      const auto open = Simulator::Get().OpenSessions();
+      if (open.empty()) return st::kInvalidId;
+      for (const auto& each : open) {
+        const Status one = body(*each);
+        if (status == st::kOk) status = one;
+      }
+      return status;
+    }
     const auto session = Simulator::Get().FindSession(sid, status);
     if (!session) return status;
     return body(*session);

@@ -664,6 +664,13 @@ std::shared_ptr<Session> Simulator::FindSession(std::uint32_t sid, Status& statu
   return found->second;
 }
 
+std::vector<std::shared_ptr<Session>> Simulator::OpenSessions() {
+  Lock lock(mutex_);
+  std::vector<std::shared_ptr<Session>> open;
+  for (const auto& entry : sessions_) open.push_back(entry.second);
+  return open;
+}
+
 // ---- Memory and buffer lists
 
 Status Simulator::CreateBuffer(std::uint32_t sid, std::uint32_t flags, std::uint32_t bytes, void** buffer) {

@@ -83,6 +83,8 @@ class Simulator {
   Status LiftPhysicalMemoryLimit(std::uint32_t iid);
   // The session, or null with the status why not.
   std::shared_ptr<Session> FindSession(std::uint32_t sid, Status& status);
+  // Every session open now, in the order of their ids.
+  std::vector<std::shared_ptr<Session>> OpenSessions();
 
   // ---- Memory and buffer lists
   Status CreateBuffer(std::uint32_t sid, std::uint32_t flags, std::uint32_t bytes, void** buffer);
