@@ -1,5 +1,6 @@
 #include "logger.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <ctime>
@@ -11,6 +12,12 @@ namespace {
 constexpr const char* kLevelNames[] = {"error", "warning", "info", "debug"};
 
 const char* LevelName(rpc::LogLevel level) { return kLevelNames[static_cast<int>(level)]; }
+
+std::string FormatSeconds(double seconds) {
+  char text[32];
+  std::snprintf(text, sizeof text, "%.1f s", seconds);
+  return text;
+}
 
 }  // namespace
 
@@ -27,7 +34,7 @@ bool ParseLogLevel(const std::string& text, rpc::LogLevel* level) {
 Logger::Logger(LoggerOptions options) : options_(std::move(options)) {}
 
 Logger::~Logger() {
-  Flush();
+  Flush(true);
   if (file_ != nullptr) std::fclose(file_);
 }
 
@@ -59,9 +66,11 @@ void Logger::Emit(rpc::LogLevel level, const std::string& text) {
 
 void Logger::EndInterval(const std::string& event, Kind* kind) {
   if (kind->suppressed > 0) {
-    const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(options_.interval).count();
+    const auto span = std::min<std::chrono::steady_clock::duration>(std::chrono::steady_clock::now() - kind->start,
+                                                                    options_.interval);
+    const auto seconds = std::chrono::duration_cast<std::chrono::duration<double>>(span).count();
     Emit(kind->level, std::to_string(kind->suppressed) + " more " + event + " line" +
-                          (kind->suppressed == 1 ? "" : "s") + " left out in " + std::to_string(seconds) + " s");
+                          (kind->suppressed == 1 ? "" : "s") + " left out in " + FormatSeconds(seconds));
   }
   kind->written = 0;
   kind->suppressed = 0;
@@ -90,11 +99,13 @@ void Logger::Write(rpc::LogLevel level, const char* event, const std::string& te
   }
 }
 
-void Logger::Flush() {
+void Logger::Flush(bool all) {
   const auto now = std::chrono::steady_clock::now();
   std::lock_guard<std::mutex> guard(lock_);
   for (auto& [name, kind] : kinds_) {
-    if ((kind.written > 0 || kind.suppressed > 0) && now - kind.start >= options_.interval) EndInterval(name, &kind);
+    if ((kind.written > 0 || kind.suppressed > 0) && (all || now - kind.start >= options_.interval)) {
+      EndInterval(name, &kind);
+    }
   }
 }
 

@@ -41,8 +41,9 @@ class Logger {
   bool Reopen(std::string* error);
   // Writes one line, subject to the level and to its kind's rate.
   void Write(rpc::LogLevel level, const char* event, const std::string& text);
-  // Writes the counts of kinds whose interval is over; call it now and then.
-  void Flush();
+  // Writes the counts of kinds whose interval is over (of all kinds with
+  // `all`, as at the end); call it now and then.
+  void Flush(bool all = false);
   // A sink for the RPC layer and the service.
   rpc::LogFunction Function();
   // Lines written so far.

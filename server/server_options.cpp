@@ -52,25 +52,25 @@ int ParseCommandLine(int argc, char** argv, ServerOptions* options) {
       ->capture_default_str();
   app.add_option("--max-connections", options->maxConnections, "connections served at once; more are refused")
       ->capture_default_str()
-      ->check(CLI::PositiveNumber);
+      ->check(CLI::Range(1, 65536));
   app.add_option("--max-connections-per-peer", options->maxConnectionsPerPeer,
                  "connections served at once from one peer address")
       ->capture_default_str()
-      ->check(CLI::PositiveNumber);
+      ->check(CLI::Range(1, 65536));
   app.add_option("--max-request-mib", options->maxRequestMiB, "MiB of the largest request accepted")
       ->capture_default_str()
       ->check(CLI::Range(1, 4095));
   app.add_option("--request-memory-mib", options->requestMemoryMiB,
                  "MiB all requests being received at once may hold")
       ->capture_default_str()
-      ->check(CLI::PositiveNumber);
+      ->check(CLI::Range(1, 1 << 20));
   app.add_option("--max-sessions-per-client", options->maxSessionsPerClient,
                  "sessions one client (peer address and client name) may hold")
       ->capture_default_str()
-      ->check(CLI::PositiveNumber);
+      ->check(CLI::Range(1, 1 << 20));
   app.add_option("--max-sessions", options->maxSessions, "sessions of all clients together")
       ->capture_default_str()
-      ->check(CLI::PositiveNumber);
+      ->check(CLI::Range(1, 1 << 20));
   app.add_option("--keepalive-s", options->keepAliveS,
                  "s of silence before TCP keep-alive probes (then every 10 s, 3 tries; 0: off)")
       ->capture_default_str();
