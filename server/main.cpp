@@ -12,6 +12,7 @@
 #include <cstdio>
 #include <ctime>
 
+#include "capi/server_frames.h"
 #include "cfg_service.h"
 #include "locator_service.h"
 #include "logger.h"
@@ -61,6 +62,7 @@ int main(int argc, char** argv) {
   sigaddset(&signals, SIGHUP);
   pthread_sigmask(SIG_BLOCK, &signals, nullptr);
 
+  frames::SetLargestServerReply(std::uint64_t{options.maxReplyMiB} << 20);
   server::ServiceOptions serviceOptions;
   serviceOptions.graceMs = options.graceMs;
   serviceOptions.maxSessionsPerClient = options.maxSessionsPerClient;

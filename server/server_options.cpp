@@ -64,6 +64,10 @@ int ParseCommandLine(int argc, char** argv, ServerOptions* options) {
                  "MiB all requests being received at once may hold")
       ->capture_default_str()
       ->check(CLI::Range(1, 1 << 20));
+  app.add_option("--max-reply-mib", options->maxReplyMiB,
+                 "MiB of the largest register, block or table reply a client may ask for")
+      ->capture_default_str()
+      ->check(CLI::Range(1, 4095));
   app.add_option("--max-sessions-per-client", options->maxSessionsPerClient,
                  "sessions one client (peer address and client name) may hold")
       ->capture_default_str()

@@ -31,6 +31,7 @@ struct ServerOptions {
   std::size_t maxConnectionsPerPeer = 128;
   std::size_t maxRequestMiB = 64;
   std::size_t requestMemoryMiB = 256;
+  std::size_t maxReplyMiB = 256;
   std::size_t maxSessionsPerClient = 32;
   std::size_t maxSessions = 1024;
   std::uint32_t keepAliveS = 30;

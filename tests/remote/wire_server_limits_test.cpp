@@ -18,7 +18,9 @@
 #include <thread>
 #include <vector>
 
+#include "capi/server_frames.h"
 #include "local/keld/local_keld_config_session.h"
+#include "local/local_device_config_session.h"
 #include "logger.h"
 #include "remote/rpc/cfg_remote.h"
 #include "remote/rpc/ndr.h"
@@ -463,6 +465,28 @@ TEST_F(LimitSessions, AnIdleClientThatComesBackWithinTheGracePeriodFindsAllItsSe
   }
   EXPECT_EQ(rpc::RemotePing(&client, untouched), kSuccess);
   EXPECT_EQ(server->service->SessionCount(), 2u);
+}
+
+// The largest reply a client may ask for is the server's to set.
+TEST_F(LimitSessions, AReplyAboveTheSetLimitIsRefusedBeforeAnythingIsAllocated) {
+  struct Restore {
+    ~Restore() { frames::SetLargestServerReply(kDefaultLargestReply); }
+  } restore;
+  frames::SetLargestServerReply(1u << 20);
+  auto server = Start({}, {});
+  rpc::RpcBinding client("127.0.0.1", server->port());
+  std::uint32_t id = 0;
+  ASSERT_EQ(rpc::RemoteOpen(&client, kDriverKELD, "client:reply", "img0", &id), kSuccess);
+  const auto readWords = [&](std::uint32_t count) {
+    ScopedByteStream input;
+    ScopedByteStream output;
+    EXPECT_EQ(input->AppendU32(0), kSuccess);
+    EXPECT_EQ(input->AppendU32(0), kSuccess);
+    EXPECT_EQ(input->AppendU32(count), kSuccess);
+    return rpc::RemoteCommand(&client, id, 23, input.get(), output.get());  // ReadU32
+  };
+  EXPECT_EQ(readWords(300000), kOutOfMemory);  // 1.2 MB of words
+  EXPECT_NE(readWords(1000), kOutOfMemory);    // within the limit: up to the driver
 }
 
 // ---- Finding 5: the log ----------------------------------------------------
