@@ -293,6 +293,21 @@ std::uint32_t CommandReplyStatus(const Bytes& reply) {
   return reader.U32();
 }
 
+// ThreadSanitizer keeps shadow memory several times the size of what the
+// program writes, so under it the server's RSS says nothing about the
+// server: the memory bounds are checked in the other builds only.
+#if defined(__SANITIZE_THREAD__)
+constexpr bool kRssMeasures = false;
+#elif defined(__has_feature)
+#if __has_feature(thread_sanitizer)
+constexpr bool kRssMeasures = false;
+#else
+constexpr bool kRssMeasures = true;
+#endif
+#else
+constexpr bool kRssMeasures = true;
+#endif
+
 TEST(ServerLimits, ARequestAboveTheMaximumIsRefusedAndMemoryStaysBounded) {
   constexpr std::uint64_t kMiB = 1024;  // in KiB
   // What besides the request itself may come and go in the server: the
@@ -321,9 +336,11 @@ TEST(ServerLimits, ARequestAboveTheMaximumIsRefusedAndMemoryStaysBounded) {
   std::printf("server RSS %llu KiB before, peak %llu KiB with a 6 MiB request, %llu KiB after\n",
               static_cast<unsigned long long>(before), static_cast<unsigned long long>(peak),
               static_cast<unsigned long long>(server.RssKiB()));
-  EXPECT_GE(peak, before + 5 * kMiB) << "the request was not held at all: the measure means nothing";
-  EXPECT_LE(peak, before + 6 * kMiB + kSlackKiB);
-  EXPECT_TRUE(Eventually([&] { return server.RssKiB() <= before + kSlackKiB; }, 5000)) << server.RssKiB();
+  if (kRssMeasures) {
+    EXPECT_GE(peak, before + 5 * kMiB) << "the request was not held at all: the measure means nothing";
+    EXPECT_LE(peak, before + 6 * kMiB + kSlackKiB);
+    EXPECT_TRUE(Eventually([&] { return server.RssKiB() <= before + kSlackKiB; }, 5000)) << server.RssKiB();
+  }
 
   // 40 MiB, five times the maximum: read to its end without being kept and
   // answered with a fault; the connection goes on.
@@ -336,7 +353,9 @@ TEST(ServerLimits, ARequestAboveTheMaximumIsRefusedAndMemoryStaysBounded) {
   EXPECT_EQ(rpc::ParseFault(reply.data(), reply.size()), rpc::kFaultRemoteNoMemory);
   std::printf("server peak RSS %llu KiB with a refused 40 MiB request (before %llu KiB)\n",
               static_cast<unsigned long long>(server.PeakRssKiB()), static_cast<unsigned long long>(before2));
-  EXPECT_LE(server.PeakRssKiB(), before2 + 8 * kMiB + kSlackKiB);
+  if (kRssMeasures) {
+    EXPECT_LE(server.PeakRssKiB(), before2 + 8 * kMiB + kSlackKiB);
+  }
   reply = RawCall(fd, 5, rpc::kRemoteVersion);
   ASSERT_FALSE(reply.empty());
   EXPECT_EQ(reply[2], rpc::kPduResponse);
