@@ -383,12 +383,16 @@ int main(int argc, char** argv) {
       return ok;
     };
   }));
-  results.push_back(RunPhase("public API", clients, calls, [&]() -> Call {
-    return [] {
-      std::uint32_t version = 0;
-      return cfgQueryVersion("localhost", &version) == 0;
-    };
-  }));
+  std::uint64_t threadsChurning = 0;
+  results.push_back(RunPhase(
+      "public API", clients, calls,
+      [&]() -> Call {
+        return [] {
+          std::uint32_t version = 0;
+          return cfgQueryVersion("localhost", &version) == 0;
+        };
+      },
+      [&] { threadsChurning = daemon.Threads(); }));
   // Connections the last phase closed end their threads within a moment.
   std::this_thread::sleep_for(std::chrono::milliseconds(500));
   const std::uint64_t rssAfter = daemon.RssKiB();
@@ -402,11 +406,13 @@ int main(int argc, char** argv) {
   std::printf("public API / raw TCP conn:  %.2f of the calls/s, p50 x%.2f, p99 x%.2f\n",
               results[3].callsPerSecond / results[2].callsPerSecond, results[3].p50Us / results[2].p50Us,
               results[3].p99Us / results[2].p99Us);
-  std::printf("\nkeldcfgd RSS %llu KiB and %llu threads before, %llu KiB and %llu threads with %d connections,"
+  std::printf("\nkeldcfgd RSS %llu KiB and %llu threads before, %llu KiB and %llu threads with %d RPC clients calling,"
               " %llu KiB and %llu threads after\n",
               static_cast<unsigned long long>(rssBefore), static_cast<unsigned long long>(threadsBefore),
               static_cast<unsigned long long>(rssLoaded), static_cast<unsigned long long>(threadsLoaded), clients,
               static_cast<unsigned long long>(rssAfter), static_cast<unsigned long long>(threadsAfter));
+  std::printf("keldcfgd threads half-way through the public API phase (a connection per call): %llu\n",
+              static_cast<unsigned long long>(threadsChurning));
   std::uint64_t failed = 0;
   for (const PhaseResult& r : results) failed += r.failures;
   return failed == 0 ? 0 : 1;

@@ -32,6 +32,9 @@ constexpr std::uint32_t kIdleSliceMs = 100;
 // without an answer. Each is given this long to send its bind and to close.
 constexpr std::size_t kMaxRefusals = 64;
 constexpr auto kRefusalTime = std::chrono::milliseconds(1000);
+// How long a newcomer over a limit waits for a slot, and how often it looks.
+constexpr auto kSlotWait = std::chrono::milliseconds(250);
+constexpr int kSlotPollMs = 10;
 // A refused request is read to its end so that its fault can be answered;
 // a peer that sends more than this of it has its connection closed.
 constexpr std::uint64_t kMaxDiscarded = std::uint64_t{4} << 30;
@@ -145,9 +148,11 @@ void RpcServer::AcceptLoop() {
   std::vector<pollfd> entries;
   while (!stop_.load() && !draining_.load()) {
     ReapFinished(false);
+    ServeWaiting();
     entries.assign(1, pollfd{listenFd_, POLLIN, 0});
     for (const Refusal& refusal : refusals_) entries.push_back({refusal.fd, POLLIN, 0});
-    if (poll(entries.data(), entries.size(), kAcceptPollMs) < 0 && errno != EINTR) continue;
+    const int wait = waiting_.empty() ? kAcceptPollMs : kSlotPollMs;
+    if (poll(entries.data(), entries.size(), wait) < 0 && errno != EINTR) continue;
     ServeRefusals(entries);
     if (!(entries[0].revents & POLLIN)) continue;
     sockaddr_in remote{};
@@ -169,6 +174,27 @@ void RpcServer::AcceptLoop() {
   }
   for (const Refusal& refusal : refusals_) close(refusal.fd);
   refusals_.clear();
+  for (const Waiting& waiting : waiting_) close(waiting.fd);
+  waiting_.clear();
+}
+
+std::string RpcServer::TryStart(int fd, PeerInfo peer) {
+  std::lock_guard<std::mutex> guard(workersLock_);
+  const std::size_t active = static_cast<std::size_t>(
+      std::count_if(workers_.begin(), workers_.end(), [](const auto& worker) { return !worker->done.load(); }));
+  if (active >= options_.maxConnections) return FormatString("%zu connections in all", options_.maxConnections).c_str();
+  const auto fromPeer = perPeer_.find(peer.address);
+  if (fromPeer != perPeer_.end() && fromPeer->second >= options_.maxConnectionsPerPeer) {
+    return FormatString("%zu connections from one address", options_.maxConnectionsPerPeer).c_str();
+  }
+  ++perPeer_[peer.address];
+  peer.connection = nextConnection_++;
+  auto worker = std::make_unique<Worker>();
+  Worker* raw = worker.get();
+  raw->address = peer.address;
+  workers_.push_back(std::move(worker));
+  raw->thread = std::thread([this, fd, peer, raw] { Serve(fd, peer, raw); });
+  return {};
 }
 
 void RpcServer::Admit(int fd, PeerInfo peer) {
@@ -177,27 +203,31 @@ void RpcServer::Admit(int fd, PeerInfo peer) {
     close(fd);
     return;
   }
-  std::unique_lock<std::mutex> guard(workersLock_);
-  const std::size_t active = static_cast<std::size_t>(
-      std::count_if(workers_.begin(), workers_.end(), [](const auto& worker) { return !worker->done.load(); }));
-  if (active >= options_.maxConnections) {
-    guard.unlock();
-    Refuse(fd, peer, FormatString("%zu connections in all", options_.maxConnections).c_str());
+  const std::string full = TryStart(fd, peer);
+  if (full.empty()) return;
+  // A connection its client has closed counts until its thread has seen the
+  // close, so where many come and go at once a limit may be reached for a
+  // moment only: a newcomer waits a little for a slot before it is refused.
+  if (waiting_.size() < kMaxRefusals) {
+    waiting_.push_back({fd, peer, Clock::now() + kSlotWait});
     return;
   }
-  std::size_t& fromPeer = perPeer_[peer.address];
-  if (fromPeer >= options_.maxConnectionsPerPeer) {
-    guard.unlock();
-    Refuse(fd, peer, FormatString("%zu connections from one address", options_.maxConnectionsPerPeer).c_str());
-    return;
+  Refuse(fd, peer, full.c_str());
+}
+
+void RpcServer::ServeWaiting() {
+  const auto now = Clock::now();
+  std::vector<Waiting> kept;
+  for (const Waiting& waiting : waiting_) {
+    const std::string full = TryStart(waiting.fd, waiting.peer);
+    if (full.empty()) continue;
+    if (now >= waiting.until) {
+      Refuse(waiting.fd, waiting.peer, full.c_str());
+      continue;
+    }
+    kept.push_back(waiting);
   }
-  ++fromPeer;
-  peer.connection = nextConnection_++;
-  auto worker = std::make_unique<Worker>();
-  Worker* raw = worker.get();
-  raw->address = peer.address;
-  workers_.push_back(std::move(worker));
-  raw->thread = std::thread([this, fd, peer, raw] { Serve(fd, peer, raw); });
+  waiting_ = std::move(kept);
 }
 
 void RpcServer::Refuse(int fd, const PeerInfo& peer, const char* which) {

@@ -7,9 +7,9 @@
 //
 // The server holds under hostile and broken peers:
 // - Connections are limited in all and per peer address. A peer over a
-//   limit is refused cleanly: its bind is answered with a bind_nak (local
-//   limit exceeded) and the connection closed, while the connections
-//   already in go on being served.
+//   limit waits a quarter of a second for a slot, then is refused cleanly:
+//   its bind is answered with a bind_nak (local limit exceeded) and the
+//   connection closed, while the connections already in go on being served.
 // - A connection that has not completed its bind within the bind time-out,
 //   or that sits without a call for the idle time-out, is closed; so is one
 //   that stops inside a PDU for the I/O time-out. TCP keep-alive finds
@@ -111,8 +111,19 @@ class RpcServer {
     bool answered = false;
   };
 
+  // A connection over a limit, waiting a moment for a slot.
+  struct Waiting {
+    int fd = -1;
+    PeerInfo peer;
+    std::chrono::steady_clock::time_point until;
+  };
+
   void AcceptLoop();
   void Admit(int fd, PeerInfo peer);
+  // Starts serving a connection if the limits leave room; otherwise says
+  // which limit is full.
+  std::string TryStart(int fd, PeerInfo peer);
+  void ServeWaiting();
   void Refuse(int fd, const PeerInfo& peer, const char* which);
   void ServeRefusals(const std::vector<::pollfd>& ready);
   void Serve(int fd, PeerInfo peer, Worker* worker);
@@ -133,6 +144,7 @@ class RpcServer {
   std::list<std::unique_ptr<Worker>> workers_;
   std::map<std::uint32_t, std::size_t> perPeer_;
   std::vector<Refusal> refusals_;  // accept thread only
+  std::vector<Waiting> waiting_;   // accept thread only
   std::uint64_t nextConnection_ = 1;
 };
 
