@@ -15,7 +15,8 @@
 //   public API    cfgQueryVersion("localhost") per call: the library binds,
 //                 calls and lets go of its connection every time
 //
-// For each phase: calls per second, p50, p99 and max latency, and failures;
+// Each phase runs in five rounds, taking turns with its reference. For each
+// phase: calls per second, p50, p99 and max latency, and failures;
 // the ratios of the RPC phases to their raw references; and keldcfgd's
 // resident memory and threads before and after. Everything stops by itself:
 // the phases are bounded in calls, and a watchdog ends the run after
@@ -57,6 +58,7 @@ using Clock = std::chrono::steady_clock;
 namespace {
 
 constexpr int kWatchdogSeconds = 600;
+constexpr int kRounds = 5;
 constexpr std::size_t kRequestBytes = 24;  // a version request: header only
 constexpr std::size_t kReplyBytes = 32;    // its reply: header, version, status
 
@@ -219,12 +221,35 @@ struct PhaseResult {
   std::uint64_t failures = 0;
 };
 
-// Runs `clients` threads; each makes a client with `setUp`, then calls
-// `call` `calls` times, timing each; a call returns false on failure.
+// The calls of one phase over all its rounds: each call's latency in ns,
+// and the time the rounds took.
+struct Phase {
+  const char* name;
+  std::vector<std::uint32_t> latencies;
+  double seconds = 0;
+  std::uint64_t failures = 0;
+
+  PhaseResult Result() {
+    std::sort(latencies.begin(), latencies.end());
+    PhaseResult result{name};
+    result.callsPerSecond = static_cast<double>(latencies.size()) / seconds;
+    const auto at = [&](double q) {
+      return latencies[std::min(latencies.size() - 1, static_cast<std::size_t>(q * latencies.size()))] / 1000.0;
+    };
+    result.p50Us = at(0.50);
+    result.p99Us = at(0.99);
+    result.maxUs = latencies.back() / 1000.0;
+    result.failures = failures;
+    return result;
+  }
+};
+
+// One round of a phase: `clients` threads each make a client with `setUp`
+// (not timed), then call `call` `calls` times, timing each; a call returns
+// false on failure. `midway`, if given, runs while they are half-way through.
 using Call = std::function<bool()>;
-// `midway`, if given, runs while the clients are half-way through.
-PhaseResult RunPhase(const char* name, int clients, int calls, const std::function<Call()>& setUp,
-                     const std::function<void()>& midway = {}) {
+void RunRound(Phase* phase, int clients, int calls, const std::function<Call()>& setUp,
+              const std::function<void()>& midway = {}) {
   std::atomic<long long> done{0};
   std::vector<std::vector<std::uint32_t>> latencies(static_cast<std::size_t>(clients));
   std::vector<std::uint64_t> failures(static_cast<std::size_t>(clients), 0);
@@ -257,19 +282,9 @@ PhaseResult RunPhase(const char* name, int clients, int calls, const std::functi
     midway();
   }
   for (std::thread& thread : threads) thread.join();
-  const double seconds = std::chrono::duration<double>(Clock::now() - start).count();
-
-  std::vector<std::uint32_t> all;
-  for (const auto& mine : latencies) all.insert(all.end(), mine.begin(), mine.end());
-  std::sort(all.begin(), all.end());
-  PhaseResult result{name};
-  result.callsPerSecond = static_cast<double>(all.size()) / seconds;
-  const auto at = [&](double q) { return all[std::min(all.size() - 1, static_cast<std::size_t>(q * all.size()))] / 1000.0; };
-  result.p50Us = at(0.50);
-  result.p99Us = at(0.99);
-  result.maxUs = all.back() / 1000.0;
-  for (const std::uint64_t f : failures) result.failures += f;
-  return result;
+  phase->seconds += std::chrono::duration<double>(Clock::now() - start).count();
+  for (const auto& mine : latencies) phase->latencies.insert(phase->latencies.end(), mine.begin(), mine.end());
+  for (const std::uint64_t f : failures) phase->failures += f;
 }
 
 std::string DefaultDaemonPath() {
@@ -342,37 +357,29 @@ int main(int argc, char** argv) {
   std::printf("keldcfgd_load: %d clients x %d calls on loopback; keldcfgd on port %u with its default limits\n",
               clients, calls, daemon.port());
 
-  std::vector<PhaseResult> results;
-  results.push_back(RunPhase("raw TCP", clients, calls, [&]() -> Call {
+  // Each reference and the phase it is the reference of take turns in
+  // rounds, so that other load on the machine falls on both alike.
+  const auto rawTcp = [&]() -> Call {
     auto fd = std::make_shared<int>(Connect(echo.port()));
     return [fd] {
       std::uint8_t request[kRequestBytes] = {};
       std::uint8_t reply[kReplyBytes];
-      const bool ok = WriteAll(*fd, request, sizeof request) && ReadAll(*fd, reply, sizeof reply);
-      return ok;
+      return WriteAll(*fd, request, sizeof request) && ReadAll(*fd, reply, sizeof reply);
     };
-  }));
-  std::uint64_t rssLoaded = 0;
-  std::uint64_t threadsLoaded = 0;
-  results.push_back(RunPhase(
-      "raw RPC", clients, calls,
-      [&]() -> Call {
-        auto binding = std::make_shared<rpc::RpcBinding>("127.0.0.1", daemon.port());
-        binding->SetComTimeout(10000);
-        return [binding] {
-          std::uint32_t version = 0;
-          try {
-            return rpc::RemoteVersion(binding.get(), &version) == kSuccess;
-          } catch (const rpc::RpcError&) {
-            return false;
-          }
-        };
-      },
-      [&] {
-        rssLoaded = daemon.RssKiB();
-        threadsLoaded = daemon.Threads();
-      }));
-  results.push_back(RunPhase("raw TCP conn", clients, calls, [&]() -> Call {
+  };
+  const auto rawRpc = [&]() -> Call {
+    auto binding = std::make_shared<rpc::RpcBinding>("127.0.0.1", daemon.port());
+    binding->SetComTimeout(10000);
+    return [binding] {
+      std::uint32_t version = 0;
+      try {
+        return rpc::RemoteVersion(binding.get(), &version) == kSuccess;
+      } catch (const rpc::RpcError&) {
+        return false;
+      }
+    };
+  };
+  const auto rawTcpConnection = [&]() -> Call {
     return [&echo] {
       const int fd = Connect(echo.port());
       if (fd < 0) return false;
@@ -382,17 +389,35 @@ int main(int argc, char** argv) {
       close(fd);
       return ok;
     };
-  }));
+  };
+  const auto publicApi = []() -> Call {
+    return [] {
+      std::uint32_t version = 0;
+      return cfgQueryVersion("localhost", &version) == 0;
+    };
+  };
+  Phase phases[4] = {{"raw TCP", {}, 0, 0}, {"raw RPC", {}, 0, 0}, {"raw TCP conn", {}, 0, 0}, {"public API", {}, 0, 0}};
+  std::uint64_t rssLoaded = 0;
+  std::uint64_t threadsLoaded = 0;
   std::uint64_t threadsChurning = 0;
-  results.push_back(RunPhase(
-      "public API", clients, calls,
-      [&]() -> Call {
-        return [] {
-          std::uint32_t version = 0;
-          return cfgQueryVersion("localhost", &version) == 0;
-        };
-      },
-      [&] { threadsChurning = daemon.Threads(); }));
+  for (int round = 0; round < kRounds; ++round) {
+    const int share = calls / kRounds + (round < calls % kRounds ? 1 : 0);
+    if (share == 0) continue;
+    RunRound(&phases[0], clients, share, rawTcp);
+    RunRound(&phases[1], clients, share, rawRpc, [&] {
+      rssLoaded = std::max(rssLoaded, daemon.RssKiB());
+      threadsLoaded = std::max(threadsLoaded, daemon.Threads());
+    });
+  }
+  for (int round = 0; round < kRounds; ++round) {
+    const int share = calls / kRounds + (round < calls % kRounds ? 1 : 0);
+    if (share == 0) continue;
+    RunRound(&phases[2], clients, share, rawTcpConnection);
+    RunRound(&phases[3], clients, share, publicApi,
+             [&] { threadsChurning = std::max(threadsChurning, daemon.Threads()); });
+  }
+  std::vector<PhaseResult> results;
+  for (Phase& phase : phases) results.push_back(phase.Result());
   // Connections the last phase closed end their threads within a moment.
   std::this_thread::sleep_for(std::chrono::milliseconds(500));
   const std::uint64_t rssAfter = daemon.RssKiB();
@@ -411,7 +436,7 @@ int main(int argc, char** argv) {
               static_cast<unsigned long long>(rssBefore), static_cast<unsigned long long>(threadsBefore),
               static_cast<unsigned long long>(rssLoaded), static_cast<unsigned long long>(threadsLoaded), clients,
               static_cast<unsigned long long>(rssAfter), static_cast<unsigned long long>(threadsAfter));
-  std::printf("keldcfgd threads half-way through the public API phase (a connection per call): %llu\n",
+  std::printf("keldcfgd threads at most, half-way through a round of the public API (a connection per call): %llu\n",
               static_cast<unsigned long long>(threadsChurning));
   std::uint64_t failed = 0;
   for (const PhaseResult& r : results) failed += r.failures;
