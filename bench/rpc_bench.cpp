@@ -23,35 +23,23 @@
 // rates per second of the process's CPU time: on a busy machine they say
 // more about the cost of each side than the elapsed time does.
 // Prints a table and the two ratios. Run from a Release build.
-#include <arpa/inet.h>
-#include <netinet/in.h>
-#include <netinet/tcp.h>
-#include <sys/socket.h>
-#include <unistd.h>
-
-#include <algorithm>
-#include <chrono>
-#include <ctime>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
-#include <thread>
 #include <vector>
 
+#include "bench_support.h"
 #include "remote/rpc/cfg_remote.h"
 #include "remote/rpc/pdu.h"
 #include "remote/rpc/rpc_binding.h"
 #include "remote/rpc/rpc_server.h"
 
 using namespace keld;
-using Clock = std::chrono::steady_clock;
+using namespace bench;
 
 namespace {
 
 constexpr std::uint32_t kBulkBytes = 4u << 20;
-constexpr int kRounds = 7;
-constexpr double kRoundSeconds = 0.25;
 
 // Serves RemotePing and a RemoteCommand whose output is `command` bytes.
 class BenchHandler : public rpc::CfgRemoteHandler {
@@ -79,149 +67,6 @@ class BenchHandler : public rpc::CfgRemoteHandler {
  private:
   std::vector<std::uint8_t> block_;
 };
-
-// Reads (writes) `size` bytes in calls of at most `step` bytes each.
-bool ReadAll(int fd, void* buffer, std::size_t size, std::size_t step = SIZE_MAX) {
-  auto* at = static_cast<char*>(buffer);
-  while (size > 0) {
-    const ssize_t got = recv(fd, at, std::min(size, step), 0);
-    if (got <= 0) return false;
-    at += got;
-    size -= static_cast<std::size_t>(got);
-  }
-  return true;
-}
-
-bool WriteAll(int fd, const void* buffer, std::size_t size, std::size_t step = SIZE_MAX) {
-  const auto* at = static_cast<const char*>(buffer);
-  while (size > 0) {
-    const ssize_t sent = send(fd, at, std::min(size, step), MSG_NOSIGNAL);
-    if (sent <= 0) return false;
-    at += sent;
-    size -= static_cast<std::size_t>(sent);
-  }
-  return true;
-}
-
-// A raw TCP connection on loopback: a peer thread answers each request of
-// `requestBytes` with `replyBytes` from one buffer it keeps; the client side
-// writes its request and reads the whole reply into one buffer it keeps.
-// Both ends block and use TCP_NODELAY like the RPC layer; each send and
-// receive call moves at most `step` bytes (unlimited: the kernel cuts the
-// stream as it likes). Nothing stands between the bytes and the sockets.
-class RawPair {
- public:
-  RawPair(std::size_t requestBytes, std::size_t replyBytes, std::size_t step = SIZE_MAX)
-      : request_(requestBytes, 1), reply_(replyBytes), step_(step) {
-    const int listener = socket(AF_INET, SOCK_STREAM, 0);
-    sockaddr_in local{};
-    local.sin_family = AF_INET;
-    local.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    bind(listener, reinterpret_cast<sockaddr*>(&local), sizeof local);
-    listen(listener, 1);
-    socklen_t length = sizeof local;
-    getsockname(listener, reinterpret_cast<sockaddr*>(&local), &length);
-    peer_ = std::thread([listener, requestBytes, replyBytes, step] {
-      const int fd = accept(listener, nullptr, nullptr);
-      close(listener);
-      NoDelay(fd);
-      std::vector<char> request(requestBytes), reply(replyBytes, 0x5A);
-      while (ReadAll(fd, request.data(), request.size()) && WriteAll(fd, reply.data(), reply.size(), step)) {
-      }
-      close(fd);
-    });
-    fd_ = socket(AF_INET, SOCK_STREAM, 0);
-    if (connect(fd_, reinterpret_cast<sockaddr*>(&local), sizeof local) != 0) std::abort();
-    NoDelay(fd_);
-  }
-  ~RawPair() {
-    shutdown(fd_, SHUT_RDWR);
-    close(fd_);
-    peer_.join();
-  }
-  void Step() {
-    if (!WriteAll(fd_, request_.data(), request_.size()) || !ReadAll(fd_, reply_.data(), reply_.size(), step_)) {
-      std::abort();
-    }
-  }
-
- private:
-  static void NoDelay(int fd) {
-    const int one = 1;
-    setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &one, sizeof one);
-  }
-  std::vector<char> request_, reply_;
-  std::size_t step_;
-  std::thread peer_;
-  int fd_ = -1;
-};
-
-double CpuSeconds() {
-  timespec now{};
-  clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &now);
-  return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) * 1e-9;
-}
-
-struct Rates {
-  double wall;  // operations per second of elapsed time
-  double cpu;   // operations per second of CPU time of the whole process
-};
-
-// Rates of `step` over `seconds`, after a short warm-up. Both ends run in
-// this process, so its CPU time covers client, server and the kernel's work
-// for them on loopback.
-template <typename Step>
-Rates Rate(Step step, double seconds) {
-  for (int i = 0; i < 5; ++i) step();
-  const auto start = Clock::now();
-  const double cpuStart = CpuSeconds();
-  long count = 0;
-  double elapsed = 0;
-  do {
-    step();
-    ++count;
-    elapsed = std::chrono::duration<double>(Clock::now() - start).count();
-  } while (elapsed < seconds);
-  return {static_cast<double>(count) / elapsed, static_cast<double>(count) / (CpuSeconds() - cpuStart)};
-}
-
-double Median(std::vector<double> values) {
-  std::sort(values.begin(), values.end());
-  return values[values.size() / 2];
-}
-
-struct Comparison {
-  Rates raw;
-  Rates rpc;
-};
-
-// The sides take turns in short rounds, so that a load that comes and goes
-// on the machine falls on all alike; each rate is the median of its rounds.
-// The raw reference of a round is the better of two ways of moving the
-// bytes: whole buffers per call, or calls of at most one fragment's size as
-// the RPC layer makes them.
-template <typename RawWhole, typename RawChunked, typename RpcStep>
-Comparison Compare(RawWhole rawWhole, RawChunked rawChunked, RpcStep rpc) {
-  std::vector<double> rawWall, rawCpu, rpcWall, rpcCpu;
-  for (int round = 0; round < kRounds; ++round) {
-    const Rates whole = Rate(rawWhole, kRoundSeconds);
-    const Rates chunked = Rate(rawChunked, kRoundSeconds);
-    const Rates c = Rate(rpc, kRoundSeconds);
-    rawWall.push_back(std::max(whole.wall, chunked.wall));
-    rawCpu.push_back(std::max(whole.cpu, chunked.cpu));
-    rpcWall.push_back(c.wall);
-    rpcCpu.push_back(c.cpu);
-  }
-  return {{Median(rawWall), Median(rawCpu)}, {Median(rpcWall), Median(rpcCpu)}};
-}
-
-// Bytes on the wire of a request or response whose stub is `stub` bytes,
-// cut into fragments of at most maxFrag.
-std::size_t WireBytes(std::size_t stub, std::size_t maxFrag) {
-  const std::size_t chunk = rpc::StubBytesPerFragment(maxFrag);
-  const std::size_t fragments = stub == 0 ? 1 : (stub + chunk - 1) / chunk;
-  return stub + fragments * rpc::kRequestHeaderSize;
-}
 
 }  // namespace
 

@@ -2,13 +2,21 @@
 // the update checks and the frame-grabber's rings, triggers, pulses and
 // lighting. Where a frame tests pointers, it does so before the session is
 // looked up.
-#include <algorithm>
+#include <strings.h>
 
+#include <algorithm>
+#include <string>
+
+#include "attributes/attribute.h"
 #include "capi/frames.h"
+#include "datafile/light_head_data.h"
 
 namespace keld::frames {
 
 namespace {
+
+// The string attribute that names the light head a session uses.
+constexpr std::uint32_t kLightHeadInUseAttribute = 0x3FF6057B;
 
 bool AnyNull() { return false; }
 template <typename First, typename... Rest>
@@ -307,17 +315,51 @@ Status KELDSessionTriggerGet(std::uint32_t id, std::uint32_t trigger, std::uint3
              sixth);
 }
 
-// Reading the local directory, marking the head in use and the validity
-// test belong to the light-head files, which the library does not read yet:
-// the result is the target's list alone.
+// The light heads a tool sees: those of the local directory and those of
+// the session's target, each marked as on the target, in use (the head the
+// session names) and valid. A target's head replaces a local one of the
+// same head where it is valid and not older, or where the local one is not
+// valid; a newer local head that is in use and valid goes to the target.
 Status KELDEnumerateLightHeads(std::uint32_t id, const char* directory, LightHeadList* heads) {
   if (directory == nullptr) return kBadPointer;
   return OnDeviceSession(id, [&](DeviceConfigSession& session) {
     heads->clear();
-    if (!session.IsRemote()) return kSuccess;
-    const Status status = session.KELDEnumerateLightHeads(heads);
-    if (status != kSuccess) return status;
-    for (LightHeadRecord& record : *heads) record.onTarget = 1;
+    LightHeadList target;
+    if (session.IsRemote()) {
+      const Status status = session.KELDEnumerateLightHeads(&target);
+      if (status != kSuccess) return status;
+    }
+    LightHeadList files;
+    if (directory[0] != 0) LoadLightHeadDirectory(directory, &files, nullptr);
+    std::string inUse;
+    Attribute* named = nullptr;
+    if (session.FindAttributeByKey(kLightHeadInUseAttribute, &named) == kSuccess &&
+        named->GetType() == AttrString::kTag && session.ReadAttribute(named) == kSuccess) {
+      inUse = static_cast<TypedAttribute<AttrString>*>(named)->GetValue().c_str();
+    }
+    const auto mark = [&](LightHeadRecord* record, std::uint8_t onTarget) {
+      record->onTarget = onTarget;
+      record->inUse = strcasecmp(LightHeadIdentifier(record->entry).c_str(), inUse.c_str()) == 0 ? 1 : 0;
+      record->valid = IsValidLightHead(record->entry) ? 1 : 0;
+    };
+    for (LightHeadRecord& record : files) {
+      mark(&record, 0);
+      heads->push_back(record);
+    }
+    for (LightHeadRecord& record : target) {
+      mark(&record, 1);
+      const auto local = std::find_if(heads->begin(), heads->end(), [&](const LightHeadRecord& candidate) {
+        return candidate.onTarget == 0 && SameLightHead(candidate.entry, record.entry);
+      });
+      if (local == heads->end()) {
+        heads->push_back(record);
+      } else if (record.valid != 0 && (record.entry.version >= local->entry.version || local->valid == 0)) {
+        *local = record;
+      } else if (local->inUse != 0 && local->valid != 0) {
+        local->onTarget = 1;
+        IgnoreStatus(session.KELDDeployLightHeadData(&*local, 1));  // the merged list stands either way
+      }
+    }
     return kSuccess;
   });
 }

@@ -129,7 +129,19 @@ Status LocalDeviceConfigSession::HandleSetupGrab(ByteStream* input, ByteStream* 
 }
 
 Status LocalDeviceConfigSession::HandleGrabImage(ByteStream* /*input*/, ByteStream* output) {
-  std::lock_guard<std::mutex> guard(imageLock_);
+  grabsArriving_.fetch_add(1);
+  std::unique_lock<std::mutex> guard(imageLock_);
+  grabsArriving_.fetch_sub(1);
+  if (threadController_ != nullptr) {
+    // Before the thread's first image there is nothing to answer with yet:
+    // wait for its first round, its failure or its stop.
+    grabsAwaitingImage_.fetch_add(1);
+    roundDone_.wait(guard, [this] {
+      return threadController_ == nullptr || !threadRunning_ || replyStatus_ != kSuccess || reply_.size != 0 ||
+             (acquisitionFlags & kFlattenImage) == 0;
+    });
+    grabsAwaitingImage_.fetch_sub(1);
+  }
   Status status = carrier.EnsureImage();
   // The number goes first and is the one from before this grab.
   if (status == kSuccess) status = output->AppendU32(lastBufferNumber);

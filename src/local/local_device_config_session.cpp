@@ -7,6 +7,7 @@
 #include <atomic>
 #include <cerrno>
 #include <cstdlib>
+#include <thread>
 
 #include "attributes/attribute.h"
 #include "odvissvc/odvissvc.h"
@@ -120,6 +121,7 @@ Status LocalDeviceConfigSession::StartImageThread() {
   }
   reply_.Reset();
   replyStatus_ = kSuccess;
+  answerReady_ = false;
   threadRunning_ = true;
   threadController_ = ThreadController::Create(this);
   // Without a thread, grabs take their synchronous way.
@@ -136,12 +138,17 @@ void LocalDeviceConfigSession::StopImageThread() {
     std::lock_guard<std::mutex> guard(imageLock_);
     controller = std::move(threadController_);
   }
+  roundDone_.notify_all();
   if (controller != nullptr) controller->Wait();
 }
 
 void LocalDeviceConfigSession::ThreadBody() {
   SetThreadCore(0);
   while (threadRunning_) {
+    if (grabsArriving_.load() != 0 || (grabsAwaitingImage_.load() != 0 && answerReady_.load())) {
+      std::this_thread::yield();
+      continue;
+    }
     std::lock_guard<std::mutex> guard(imageLock_);
     if (replyStatus_ == kSuccess) replyStatus_ = GrabImage(&lastBufferNumber, carrier.GetImage());
     if (replyStatus_ == kSuccess && (acquisitionFlags & acquisition_flags::kShowImage) != 0) {
@@ -154,6 +161,8 @@ void LocalDeviceConfigSession::ThreadBody() {
     // A failed round ends the thread; the status is what grabs answer until
     // the next stop and start.
     if (replyStatus_ != kSuccess) threadRunning_ = false;
+    answerReady_ = true;
+    roundDone_.notify_all();
   }
 }
 

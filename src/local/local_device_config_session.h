@@ -12,6 +12,7 @@
 #pragma once
 
 #include <atomic>
+#include <condition_variable>
 #include <cstdint>
 #include <memory>
 #include <mutex>
@@ -111,6 +112,19 @@ class LocalDeviceConfigSession : public DeviceConfigSession, public iThread {
   std::atomic<bool> threadRunning_{false};
   // The newest image in flattened form.
   ByteStream reply_;
+  // Grab commands on their way into the lock, and those inside it waiting
+  // for the thread's first image; and whether the thread has an answer for
+  // them (an image or a failure). The thread lets such grabs in before its
+  // next round: a mutex makes no promise of fairness, and a thread whose
+  // rounds follow each other at once would otherwise keep a grab out for
+  // many rounds instead of at most the one in progress.
+  std::atomic<std::uint32_t> grabsArriving_{0};
+  std::atomic<std::uint32_t> grabsAwaitingImage_{0};
+  std::atomic<bool> answerReady_{false};
+  // Told at the end of each of the thread's rounds and when it is stopped:
+  // a grab that comes before the thread's first image waits for it, as a
+  // successful reply must carry an image.
+  std::condition_variable roundDone_;
 };
 
 // The most a command's reply may grow to for registers, blocks and tables

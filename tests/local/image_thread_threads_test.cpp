@@ -28,6 +28,7 @@ class Grabber : public LocalKELDConfigSession {
   Status SetupGrab(std::uint32_t) override { return kSuccess; }
   Status GrabImage(std::uint32_t* number, Image* image) override {
     const int n = ++grabs;
+    if (n == 1) std::this_thread::sleep_for(std::chrono::milliseconds(firstGrabMs.load()));
     if (failFrom != 0 && n >= failFrom) return 0xBFF60077;
     *number = static_cast<std::uint32_t>(n);
     if (ResizeAndCastImage(image, 4, 2, 0) != 0) return kInternalError;
@@ -45,6 +46,7 @@ class Grabber : public LocalKELDConfigSession {
 
   std::atomic<int> grabs{0};
   std::atomic<int> failFrom{0};
+  std::atomic<int> firstGrabMs{0};
   std::atomic<bool> startedWithThread{true};
   std::atomic<bool> stoppedWithThread{false};
 
@@ -100,6 +102,28 @@ TEST(ImageThread, GrabsAnswerWithTheNewestFlattenedImage) {
   const int before = session.grabs;
   WaitForGrabs(session, before + 2);
   EXPECT_GE(session.grabs.load(), before + 2);
+}
+
+// A successful grab always carries an image: one that comes before the
+// thread's first round has ended waits for it.
+TEST(ImageThread, AGrabRightAfterTheSetUpWaitsForTheFirstImage) {
+  Grabber session;
+  session.firstGrabMs = 100;
+  ASSERT_EQ(Command(session, 11, Wire().U32(1)).status, kSuccess);
+  const Reply reply = Command(session, 12, Wire());
+  EXPECT_EQ(reply.status, kSuccess);
+  EXPECT_GT(reply.size, 4u);  // the number, then the image
+  EXPECT_EQ(reply.number, 1u);
+}
+
+// A set-up that asks for shown images only answers grabs with the number alone.
+TEST(ImageThread, ShownOnlyGrabsDoNotWaitForAnImage) {
+  Grabber session;
+  session.firstGrabMs = 100;
+  ASSERT_EQ(Command(session, 11, Wire().U32(2)).status, kSuccess);
+  const Reply reply = Command(session, 12, Wire());
+  EXPECT_EQ(reply.status, kSuccess);
+  EXPECT_EQ(reply.size, 4u);
 }
 
 TEST(ImageThread, AFailingRoundEndsTheThreadAndGrabsAnswerItsStatus) {

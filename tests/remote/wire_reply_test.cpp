@@ -1,7 +1,10 @@
 // The client's reading of RemoteCommand replies straight into the output
 // block, against a scripted peer that answers with hand-made fragments:
 // allocation hints that are zero, too small or absurd, a stream that claims
-// more bytes than the reply holds, and a fault.
+// more bytes than the reply holds, and a fault; and the liberties other
+// runtimes take: replies numbered as another call, authentication trailers
+// nobody asked for, secondary addresses of any length, further bind
+// results, small fragments and protocol version 5.1.
 #include <gtest/gtest.h>
 
 #include <sys/socket.h>
@@ -9,9 +12,12 @@
 
 #include <cstring>
 #include <functional>
+#include <mutex>
+#include <string>
 #include <thread>
 #include <vector>
 
+#include "foundation/debug_log.h"
 #include "remote/rpc/cfg_remote.h"
 #include "remote/rpc/ndr.h"
 #include "remote/rpc/pdu.h"
@@ -24,11 +30,22 @@ namespace {
 
 using Bytes = std::vector<std::uint8_t>;
 
-// Accepts one connection, accepts its bind and answers its first request
-// with the bytes that `answer` makes of the request's call id.
+// The bind_ack a plain peer answers with.
+Bytes PlainBindAck(std::uint32_t callId) {
+  BindAckPdu ack;
+  ack.secondaryAddress = {'0', '\0'};
+  ack.results.push_back({kBindAccepted, 0, kNdrSyntax});
+  return EncodeBindAck(callId, ack);
+}
+
+// Accepts one connection, answers its bind with what `bindAck` makes of the
+// bind's call id, and its first request with the bytes that `answer` makes
+// of the request's call id.
 class ScriptedPeer {
  public:
-  explicit ScriptedPeer(std::function<Bytes(std::uint32_t callId)> answer) : answer_(std::move(answer)) {
+  explicit ScriptedPeer(std::function<Bytes(std::uint32_t callId)> answer,
+                        std::function<Bytes(std::uint32_t callId)> bindAck = PlainBindAck)
+      : answer_(std::move(answer)), bindAck_(std::move(bindAck)) {
     std::string error;
     listener_ = ListenTcp(0x7F000001, 0, &port_, &error);
     thread_ = std::thread([this] { Serve(); });
@@ -48,10 +65,7 @@ class ScriptedPeer {
     try {
       Bytes fragment;
       const PduHeader bind = socket.ReadFragment(&fragment, kDefaultMaxFrag, deadline, 0);
-      BindAckPdu ack;
-      ack.secondaryAddress = {'0', '\0'};
-      ack.results.push_back({kBindAccepted, 0, kNdrSyntax});
-      const Bytes ackBytes = EncodeBindAck(bind.callId, ack);
+      const Bytes ackBytes = bindAck_(bind.callId);
       socket.SendAll(ackBytes.data(), ackBytes.size(), deadline);
       PduHeader request;
       do {
@@ -65,6 +79,7 @@ class ScriptedPeer {
   }
 
   std::function<Bytes(std::uint32_t)> answer_;
+  std::function<Bytes(std::uint32_t)> bindAck_;
   int listener_ = -1;
   std::uint16_t port_ = 0;
   std::thread thread_;
@@ -162,8 +177,187 @@ TEST(CommandReply, FaultRaisesItsStatus) {
   }
 }
 
-TEST(CommandReply, ReplyToAnotherCallIsRefused) {
-  ScriptedPeer peer([](std::uint32_t callId) { return Fragments(callId + 1, CommandReplyStub(4, Pattern(4), 0), 0); });
+// Records the library's debug notes for the scope.
+class DebugNotes {
+ public:
+  DebugNotes() {
+    keld::SetDebugSink([this](const std::string& line) {
+      std::lock_guard<std::mutex> guard(lock_);
+      lines_.push_back(line);
+    });
+  }
+  ~DebugNotes() { keld::SetDebugSink({}); }
+  std::vector<std::string> lines() {
+    std::lock_guard<std::mutex> guard(lock_);
+    return lines_;
+  }
+
+ private:
+  std::mutex lock_;
+  std::vector<std::string> lines_;
+};
+
+// Walks the fragments of `block` and gives each, with its offset, to `visit`.
+void ForEachFragment(const Bytes& block, const std::function<void(std::size_t at, std::size_t length)>& visit) {
+  for (std::size_t at = 0; at < block.size();) {
+    const std::size_t length = block[at + 8] | (block[at + 9] << 8);
+    visit(at, length);
+    at += length;
+  }
+}
+
+// Gives every fragment of `block` `padding` bytes of padding, a security
+// trailer and `authLength` bytes of authentication, as a peer that signs its
+// replies would.
+Bytes WithAuthTrailers(const Bytes& block, std::uint8_t padding, std::uint16_t authLength) {
+  Bytes out;
+  ForEachFragment(block, [&](std::size_t at, std::size_t length) {
+    const std::size_t start = out.size();
+    out.insert(out.end(), block.begin() + static_cast<std::ptrdiff_t>(at),
+               block.begin() + static_cast<std::ptrdiff_t>(at + length));
+    out.insert(out.end(), padding, 0xEE);
+    const std::uint8_t trailer[8] = {10, 2, padding, 0, 0, 0, 0, 0};  // type, level, padding, reserved, context
+    out.insert(out.end(), trailer, trailer + 8);
+    out.insert(out.end(), authLength, 0xAA);
+    const std::size_t total = out.size() - start;
+    out[start + 8] = static_cast<std::uint8_t>(total);
+    out[start + 9] = static_cast<std::uint8_t>(total >> 8);
+    out[start + 10] = static_cast<std::uint8_t>(authLength);
+    out[start + 11] = static_cast<std::uint8_t>(authLength >> 8);
+  });
+  return out;
+}
+
+// Expects the command to come back with the payload whole and status 0x1234.
+void ExpectAnswered(ScriptedPeer* peer, const Bytes& payload) {
+  ScopedByteStream output;
+  EXPECT_EQ(Command(peer->port(), output.get()), 0x1234u);
+  ASSERT_EQ(output->size, payload.size());
+  EXPECT_EQ(Bytes(output->data, output->data + payload.size()), payload);
+}
+
+TEST(CommandReply, ReplyToAnotherCallIsThisCallsAndIsNoted) {
+  DebugNotes notes;
+  const Bytes payload = Pattern(9000);
+  ScriptedPeer peer([&](std::uint32_t callId) {
+    return Fragments(callId - 1, CommandReplyStub(9000, payload, 0x1234), 0, 4096);
+  });
+  ExpectAnswered(&peer, payload);
+  const std::vector<std::string> lines = notes.lines();
+  ASSERT_EQ(lines.size(), 1u);  // noted once, not once per fragment
+  EXPECT_NE(lines[0].find("call id"), std::string::npos) << lines[0];
+}
+
+TEST(CommandReply, BindAckForAnotherCallIsAccepted) {
+  DebugNotes notes;
+  const Bytes payload = Pattern(100);
+  ScriptedPeer peer([&](std::uint32_t callId) { return Fragments(callId, CommandReplyStub(100, payload, 0x1234), 0); },
+                    [](std::uint32_t callId) { return PlainBindAck(callId + 7); });
+  ExpectAnswered(&peer, payload);
+  EXPECT_EQ(notes.lines().size(), 1u);
+}
+
+TEST(CommandReply, SecondaryAddressOfAnyLength) {
+  for (std::size_t length : {0u, 1u, 2u, 3u, 5u, 6u, 7u, 8u, 31u, 200u}) {
+    SCOPED_TRACE(length);
+    const Bytes payload = Pattern(64);
+    ScriptedPeer peer([&](std::uint32_t callId) { return Fragments(callId, CommandReplyStub(64, payload, 0x1234), 0); },
+                      [length](std::uint32_t callId) {
+                        BindAckPdu ack;
+                        ack.secondaryAddress.assign(length, '7');
+                        ack.results.push_back({kBindAccepted, 0, kNdrSyntax});
+                        return EncodeBindAck(callId, ack);
+                      });
+    ExpectAnswered(&peer, payload);
+  }
+}
+
+TEST(CommandReply, BindAckWithFurtherResultsAndAnAuthTrailerIsAccepted) {
+  const Bytes payload = Pattern(64);
+  ScriptedPeer peer([&](std::uint32_t callId) { return Fragments(callId, CommandReplyStub(64, payload, 0x1234), 0); },
+                    [](std::uint32_t callId) {
+                      BindAckPdu ack;
+                      ack.secondaryAddress = {'4', '9', '1', '5', '2', '\0'};
+                      ack.results.push_back({kBindAccepted, 0, kNdrSyntax});
+                      ack.results.push_back({kBindProviderRejection, kReasonTransferSyntaxNotSupported, {}});
+                      ack.results.push_back({3, 3, {}});  // a negotiation answer for contexts not offered
+                      return WithAuthTrailers(EncodeBindAck(callId, ack), 0, 16);
+                    });
+  ExpectAnswered(&peer, payload);
+}
+
+TEST(CommandReply, AuthTrailersAndPaddingAreSkippedInEveryFragment) {
+  for (std::uint8_t padding : {0, 1, 4, 7}) {
+    SCOPED_TRACE(static_cast<int>(padding));
+    const Bytes payload = Pattern(10007);
+    // Fragments of 2048 bytes, each then longer by its padding and trailer.
+    ScriptedPeer peer([&](std::uint32_t callId) {
+      return WithAuthTrailers(Fragments(callId, CommandReplyStub(10007, payload, 0x1234), 0, 2048), padding, 16);
+    });
+    ExpectAnswered(&peer, payload);
+  }
+}
+
+TEST(CommandReply, FaultWithAnAuthTrailerRaisesItsStatus) {
+  ScriptedPeer peer([](std::uint32_t callId) { return WithAuthTrailers(EncodeFault(callId, 0, kFaultOpRangeError), 0, 16); });
+  ScopedByteStream output;
+  try {
+    IgnoreStatus(Command(peer.port(), output.get()));
+    ADD_FAILURE() << "accepted";
+  } catch (const RpcError& error) {
+    EXPECT_EQ(error.code(), kFaultOpRangeError);
+  }
+}
+
+TEST(CommandReply, PaddingBeyondTheStubIsRefused) {
+  ScriptedPeer peer([](std::uint32_t callId) {
+    Bytes block = WithAuthTrailers(Fragments(callId, CommandReplyStub(4, Pattern(4), 0x1234), 0), 0, 16);
+    block[block.size() - 16 - 8 + 2] = 250;  // more padding than the fragment has stub
+    return block;
+  });
+  ScopedByteStream output;
+  EXPECT_THROW(IgnoreStatus(Command(peer.port(), output.get())), RpcError);
+}
+
+TEST(CommandReply, AuthLengthBeyondTheFragmentIsRefused) {
+  ScriptedPeer peer([](std::uint32_t callId) {
+    Bytes block = Fragments(callId, CommandReplyStub(4, Pattern(4), 0x1234), 0);
+    block[10] = 0xF0;  // authentication longer than the whole fragment
+    return block;
+  });
+  ScopedByteStream output;
+  EXPECT_THROW(IgnoreStatus(Command(peer.port(), output.get())), RpcError);
+}
+
+TEST(CommandReply, FragmentsFarSmallerThanNegotiatedAreAccepted) {
+  const Bytes payload = Pattern(5000);
+  // 40-byte fragments: 16 stub bytes each.
+  ScriptedPeer peer([&](std::uint32_t callId) { return Fragments(callId, CommandReplyStub(5000, payload, 0x1234), 0, 40); });
+  ExpectAnswered(&peer, payload);
+}
+
+TEST(CommandReply, ProtocolMinorVersionOneIsAccepted) {
+  const Bytes payload = Pattern(3000);
+  ScriptedPeer peer(
+      [&](std::uint32_t callId) {
+        Bytes block = Fragments(callId, CommandReplyStub(3000, payload, 0x1234), 0, 1024);
+        ForEachFragment(block, [&](std::size_t at, std::size_t) { block[at + 1] = 1; });
+        return block;
+      },
+      [](std::uint32_t callId) {
+        Bytes ack = PlainBindAck(callId);
+        ack[1] = 1;
+        return ack;
+      });
+  ExpectAnswered(&peer, payload);
+}
+
+TEST(CommandReply, ProtocolMinorVersionTwoIsRefused) {
+  ScriptedPeer peer([](std::uint32_t callId) {
+    Bytes block = Fragments(callId, CommandReplyStub(4, Pattern(4), 0x1234), 0);
+    block[1] = 2;
+    return block;
+  });
   ScopedByteStream output;
   EXPECT_THROW(IgnoreStatus(Command(peer.port(), output.get())), RpcError);
 }

@@ -8,6 +8,7 @@
 
 #include "image/cfg_image.h"
 #include "local/keld/keld_driver.h"
+#include "local/keld/keld_keys.h"
 #include "local/keld/local_keld_config_session.h"
 #include "odvissvc/odvissvc.h"
 
@@ -17,25 +18,9 @@ namespace {
 
 constexpr std::uint32_t kWindowOffsetFirst = 0x3FF60068;
 constexpr std::uint32_t kWindowOffsetSecond = 0x3FF60069;
-constexpr std::uint32_t kAcquiringKey = 0x3FF60074;
 constexpr std::uint32_t kBufferAddressItem = 0x3FF6007E;
 constexpr std::uint32_t kBufferCommandItem = 0x3FF6007F;
 constexpr std::uint32_t kBufferSizeItem = 0x3FF60082;
-constexpr std::uint32_t kRowPixelsKey = 0x3FF600C1;
-constexpr std::uint32_t kImageTypeKey = 0x3FF600D8;
-constexpr std::uint32_t kLastBufferKey = 0x3FF60120;
-constexpr std::uint32_t kWidthKey = 0x3FF601A6;
-constexpr std::uint32_t kHeightKey = 0x3FF601A7;
-constexpr std::uint32_t kAcquisitionModeKey = 0x3FF601C7;
-constexpr std::uint32_t kAcquisitionModeSettingKey = 0x3FF601C8;
-constexpr std::uint32_t kBayerPatternKey = 0x3FF601CB;
-constexpr std::uint32_t kRedGainKey = 0x3FF601CC;
-constexpr std::uint32_t kGreenGainKey = 0x3FF601CD;
-constexpr std::uint32_t kBlueGainKey = 0x3FF601CE;
-constexpr std::uint32_t kBayerAlgorithmKey = 0x3FF601CF;
-constexpr std::uint32_t kNoBayerDecodingKey = 0x3FF601D0;
-constexpr std::uint32_t kBitDepthKey = 0x3FF60424;
-constexpr std::uint32_t kSnapSavedKey = 0x3FF60466;
 
 constexpr std::uint32_t kNoPattern = 0xFFFFFFFF;
 constexpr std::uint32_t kColourType = 4;  // blue, green, red, alpha

@@ -4,6 +4,8 @@
 // its resolving ends the operation with 0xBFFF800B.
 #pragma once
 
+#include <string>
+
 #include "foundation/status.h"
 #include "local/keld/keld_driver_api.h"
 #include "platform/driver_libraries.h"
@@ -16,6 +18,10 @@
 #define KELD_DRIVER_FIND(function) ::keld::FrameGrabberDriver().Get<decltype(::function)>(#function)
 
 namespace keld {
+
+// The driver's folder of interface and camera files, as this platform names
+// it; the status of the driver's answer.
+Status KeldDataFolder(std::string* folder);
 
 // Runs an operation's body; anything thrown on the way is 0xBFFF800B.
 template <typename Body>

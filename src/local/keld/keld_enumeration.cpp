@@ -4,28 +4,24 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
-#include <filesystem>
 #include <string>
 #include <vector>
 
 #include "inventory/device_list.h"
 #include "local/keld/keld_driver.h"
+#include "local/keld/keld_keys.h"
 #include "local/keld/local_keld_config_session.h"
+#include "platform/file_search.h"
 #include "platform/registry.h"
 
 namespace keld {
 
 namespace {
 
-constexpr std::uint32_t kPathSize = KELD_DRIVER_PATH_SIZE;
 // From these driver versions on.
 constexpr std::uint32_t kVersionBoardNames = 0x03100000;
-constexpr std::uint32_t kVersionAcquisitionUnits = 0x03500000;
 // An open that fails with this still counts as a good interface file.
 constexpr Status kOpenGoodEnough = 0xBFF600BD;
-constexpr std::uint32_t kPortCountKey = 0x3FF6046B;
-constexpr std::uint32_t kFirstPortCameraFileKey = 0x3FF604C3;
-constexpr std::uint32_t kStateConfigure = 16;
 
 // Model names by PCI identity, for drivers before 0x03100000.
 struct PciModel {
@@ -74,21 +70,6 @@ std::string UnitName(const char* base, std::uint32_t unit) {
   char name[kPathSize + 16];
   std::snprintf(name, sizeof name, "%s::%d", base, static_cast<int>(unit));
   return name;
-}
-
-// The camera files of a folder, in name order (the search of the original
-// platform gives them so).
-std::vector<std::string> CameraFilesIn(const std::string& folder) {
-  std::vector<std::string> files;
-  std::error_code error;
-  for (std::filesystem::directory_iterator it(folder, error), end; !error && it != end; it.increment(error)) {
-    std::string extension = it->path().extension().string();
-    std::transform(extension.begin(), extension.end(), extension.begin(),
-                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-    if (extension == ".icd") files.push_back(it->path().filename().string());
-  }
-  std::sort(files.begin(), files.end());
-  return files;
 }
 
 }  // namespace
@@ -272,13 +253,11 @@ Status LocalKELDConfigSession::StoreDefaultInterfaceFile(const char* path) {
 
 Status LocalKELDConfigSession::FindDefaultCameraFile(char* name) {
   return DriverGuard([&]() -> Status {
-    char folder[kPathSize] = {};
-    Status status = KELD_DRIVER_CALL(odkelduGetInterfaceFilePathA, folder);
+    std::string base;
+    Status status = KeldDataFolder(&base);
     if (status != kSuccess) return status;
-    folder[kPathSize - 1] = 0;
-    const std::string base = DynamicLibrary::PlatformFileName(folder);
     const bool withHeaderInfo = KeldDriverVersion() >= kVersionBoardNames;
-    for (const std::string& file : CameraFilesIn(base)) {
+    for (const std::string& file : FindFilesWithExtension(base, ".icd")) {
       const std::string full = base + "/" + file;
       std::uint32_t supported = 0;
       if (withHeaderInfo) {

@@ -3,7 +3,6 @@
 // file, storing it. The files are the driver's; nothing here reads them.
 #include <strings.h>
 
-#include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
@@ -11,40 +10,23 @@
 #include <vector>
 
 #include "local/keld/keld_driver.h"
+#include "local/keld/keld_keys.h"
 #include "local/keld/local_keld_config_session.h"
+#include "platform/file_search.h"
 
 namespace keld {
 
 namespace {
 
-constexpr std::uint32_t kPathSize = KELD_DRIVER_PATH_SIZE;
 constexpr std::uint32_t kVersionHeaderFlag = 0x03100000;
-constexpr std::uint32_t kSerialNumberKey = 0x3FF600C0;
-constexpr std::uint32_t kPortsKey = 0x3FF601AD;
-constexpr std::uint32_t kFirstPortCameraFileKey = 0x3FF604C3;
-constexpr std::uint32_t kInterfaceTypesKey = 0x3FF604DC;
-constexpr std::uint32_t kStateLoad = 1;
-constexpr std::uint32_t kStateConfigure = 16;
-constexpr std::uint32_t kStateReady = 256;
 // The file is for another type of board.
 constexpr Status kWrongInterfaceType = 0xBFF60015;
 constexpr const char* kPhantomPrefix = "interfaceType:";
 
-// The files of a folder with the extension, in name order.
-std::vector<std::string> FilesIn(const std::string& folder, const char* extension) {
-  std::vector<std::string> files;
-  std::error_code error;
-  for (std::filesystem::directory_iterator it(folder, error), end; !error && it != end; it.increment(error)) {
-    if (strcasecmp(it->path().extension().string().c_str(), extension) == 0) {
-      files.push_back(it->path().filename().string());
-    }
-  }
-  std::sort(files.begin(), files.end());
-  return files;
-}
 
-// The driver's data folder as this platform names it.
-Status DataFolder(std::string* folder) {
+}  // namespace
+
+Status KeldDataFolder(std::string* folder) {
   char path[kPathSize] = {};
   const Status status = KELD_DRIVER_CALL(odkelduGetInterfaceFilePathA, path);
   path[kPathSize - 1] = 0;
@@ -52,17 +34,15 @@ Status DataFolder(std::string* folder) {
   return status;
 }
 
-}  // namespace
-
 // The camera files that suit the open interface, with their two texts.
 Status LocalKELDConfigSession::QueryCameraFileDataList(CameraFileDataList* files, std::uint32_t* /*current*/) {
   return DriverGuard([&]() -> Status {
     files->clear();
     std::string folder;
-    const Status status = DataFolder(&folder);
+    const Status status = KeldDataFolder(&folder);
     if (status != kSuccess) return status;
     const std::uint32_t version = KeldDriverVersion();
-    for (const std::string& file : FilesIn(folder, ".icd")) {
+    for (const std::string& file : FindFilesWithExtension(folder, ".icd")) {
       CameraFileData record{};
       std::uint32_t found = 0;
       const std::string full = folder + "/" + file;
@@ -94,10 +74,10 @@ Status LocalKELDConfigSession::QueryReferenceCameraFileList(StringList* files) {
   return DriverGuard([&]() -> Status {
     files->clear();
     std::string folder;
-    IgnoreStatus(DataFolder(&folder));  // the folder is used as it stands
+    IgnoreStatus(KeldDataFolder(&folder));  // the folder is used as it stands
     folder += "/Reference";
     Status status = kSuccess;
-    for (const std::string& file : FilesIn(folder, ".icd")) {
+    for (const std::string& file : FindFilesWithExtension(folder, ".icd")) {
       const std::string full = folder + "/" + file;
       std::uint32_t supported = 0;
       status = KELD_DRIVER_CALL(odkelduIsInterfaceSupported, SessionId(), full.c_str(), &supported);
@@ -216,7 +196,7 @@ Status LocalKELDConfigSession::WriteInterfaceFile(const char* path, std::uint32_
       // A name without a folder is one of the driver's data folder.
       std::filesystem::path file = DynamicLibrary::PlatformFileName(path);
       std::string folder;
-      if (file.is_relative() && DataFolder(&folder) == kSuccess) file = std::filesystem::path(folder) / file;
+      if (file.is_relative() && KeldDataFolder(&folder) == kSuccess) file = std::filesystem::path(folder) / file;
       std::error_code ignored;  // a file that is not there is as good as deleted
       std::filesystem::remove(file, ignored);
     }

@@ -8,19 +8,15 @@
 
 #include "attributes/attribute.h"
 #include "local/keld/keld_driver.h"
+#include "local/keld/keld_keys.h"
 #include "local/keld/local_keld_config_session.h"
 
 namespace keld {
 
 namespace {
 
-constexpr std::uint32_t kPathSize = KELD_DRIVER_PATH_SIZE;
-constexpr std::uint32_t kVersionAcquisitionUnits = 0x03500000;
 
 // Execution states of the driver.
-constexpr std::uint32_t kStateLoad = 1;
-constexpr std::uint32_t kStateConfigure = 16;
-constexpr std::uint32_t kStateReady = 256;
 
 // The driver refuses a write in its present state.
 constexpr Status kWrongState = 0xBFF60044;
@@ -28,10 +24,7 @@ constexpr Status kWrongState = 0xBFF60044;
 constexpr Status kReadNotNow = 0xBFF60053;
 constexpr Status kReadNotHere = 0xBFF6001A;
 
-constexpr std::uint32_t kSerialNumberKey = 0x3FF600C0;
-constexpr std::uint32_t kInterfaceFileNameKey = 0x3FF604BE;
 constexpr std::uint32_t kStoreInterfaceToo = 0x3FF604C0;
-constexpr std::uint32_t kListAllKeys = 0x3FF60502;
 
 // The interface file's base name from the driver, with ".iid" behind it.
 Status InterfaceFileName(std::uint32_t sid, char* text) {

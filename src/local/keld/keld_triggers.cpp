@@ -1,24 +1,29 @@
 // The frame-grabber's triggers, pulse generators, encoder, block access and
 // serial errors, handed on to the driver; the board self tests, which come
-// as a library of their own per board family; the lighting limits.
+// as a library of their own per board family; the light heads: their limits
+// handed to the driver, their data files beside the camera files.
 #include <cstdio>
 #include <cstring>
 #include <string>
 #include <vector>
 
+#include "attributes/attribute.h"
+#include "datafile/light_head_data.h"
 #include "datafile/light_head_record.h"
 #include "foundation/string_list.h"
 #include "local/keld/keld_driver.h"
+#include "local/keld/keld_keys.h"
 #include "local/keld/local_keld_config_session.h"
 
 namespace keld {
 
 namespace {
 
-constexpr std::uint32_t kPathSize = KELD_DRIVER_PATH_SIZE;
-constexpr std::uint32_t kBoardTypeKey = 0x3FF60001;
-constexpr std::uint32_t kSerialNumberKey = 0x3FF600C0;
 constexpr std::size_t kMessageSize = 1024;
+// Execution states in which the driver acquires: no light head can be asked then.
+constexpr std::uint32_t kStateAcquiring = 0x100000;
+constexpr std::uint32_t kStateAcquiringContinuously = 0x1000000;
+constexpr Status kBusyAcquiring = 0xBFF60021;
 
 // The test library of each board family, in the diagnostics folder.
 struct TestLibrary {
@@ -174,6 +179,61 @@ Status LocalKELDConfigSession::GetSerialErrorText(CFGString* text) {
     buffer.back() = 0;
     *text = buffer.data();
     return kSuccess;
+  });
+}
+
+// The light heads of the files in the driver's data folder. A session that
+// acquires cannot be asked.
+Status LocalKELDConfigSession::KELDEnumerateLightHeads(LightHeadList* heads) {
+  return DriverGuard([&]() -> Status {
+    heads->clear();
+    std::uint32_t state = 1;
+    Status status = KELD_DRIVER_CALL(odkelduGetExecutionState, SessionId(), &state);
+    if ((state == kStateAcquiring || state == kStateAcquiringContinuously) && status == kSuccess) {
+      status = kBusyAcquiring;
+    }
+    std::string folder;
+    if (status == kSuccess) status = KeldDataFolder(&folder);
+    if (status == kSuccess) {
+      // The head in use is asked of the driver as well; what it names plays
+      // no part in the list, but a session that cannot answer fails here.
+      char inUse[kPathSize] = {};
+      status = KELD_DRIVER_CALL(kldGetAttribute, SessionId(), kLightHeadInUseKey, static_cast<void*>(inUse));
+    }
+    if (status != kSuccess) return status;
+    LightHeadList found;
+    LoadLightHeadDirectory(folder.c_str(), &found, nullptr);
+    for (const LightHeadRecord& record : found) {
+      heads->emplace_back();
+      heads->back().entry = record.entry;
+    }
+    return status;
+  });
+}
+
+// Stores the head's data in a file beside the camera file of the first port,
+// of the same base name with the extension "ild"; with `checkLimits` the
+// driver takes the limits first, and a refusal there stores nothing.
+Status LocalKELDConfigSession::KELDDeployLightHeadData(LightHeadRecord* data, std::uint8_t checkLimits) {
+  return DriverGuard([&]() -> Status {
+    std::string folder;
+    Status status = KeldDataFolder(&folder);
+    if (checkLimits != 0) {
+      if (status != kSuccess) return status;
+      status = KELDLoadLightingLimits(data);
+    }
+    if (status != kSuccess || LightHeadIdentifier(data->entry).empty()) return status;
+    Attribute* cameraFile = nullptr;
+    status = FindAttributeByKey(kFirstPortCameraFileKey, &cameraFile);
+    if (status != kSuccess) return status;
+    if (cameraFile->GetType() != AttrString::kTag) return kIncompatibleAttributeTypes;
+    std::string base = static_cast<TypedAttribute<AttrString>*>(cameraFile)->GetValue().c_str();
+    base = base.substr(0, base.find('.'));
+    // The driver's path buffer bounds what the name may grow to.
+    std::string path = folder + "/" + base + ".ild";
+    if (path.size() > kPathSize - 1) path.resize(kPathSize - 1);
+    if (!WriteLightHeadEntry(path.c_str(), data->entry, false)) return kSessionNotConfigured;
+    return status;
   });
 }
 

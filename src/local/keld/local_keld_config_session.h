@@ -143,6 +143,8 @@ class LocalKELDConfigSession : public LocalDeviceConfigSession {
                                std::uint32_t* third, std::uint32_t* fourth, std::uint32_t* fifth, double* time,
                                std::uint32_t* sixth) override;
   Status KELDLoadLightingLimits(LightHeadRecord* data) override;
+  Status KELDDeployLightHeadData(LightHeadRecord* data, std::uint8_t checkLimits) override;
+  Status KELDEnumerateLightHeads(LightHeadList* heads) override;
 
   // The frame-grabber commands on a target.
 #define KELD_LOCAL_KELD_HANDLER(group, name, command, handle, step, target, client, ...) \

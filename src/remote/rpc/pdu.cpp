@@ -49,8 +49,12 @@ SyntaxId ReadSyntax(NdrReader* r) {
 }
 
 // Opens a reader over a fragment after its header has been checked.
+// Client-side PDUs (bind_ack, bind_nak, response, fault) may carry an
+// authentication trailer the client skips; the server's (bind, request) may not.
 NdrReader BodyReader(const std::uint8_t* data, std::size_t size, std::uint8_t wantedType, PduHeader* header) {
-  *header = ParseHeader(data, size);
+  const bool toClient = wantedType == kPduBindAck || wantedType == kPduBindNak || wantedType == kPduResponse ||
+                        wantedType == kPduFault;
+  *header = ParseHeader(data, size, toClient ? AuthTrailer::kSkipped : AuthTrailer::kRefused);
   if (header->type != wantedType) Malformed("unexpected PDU type");
   if (header->fragLength > size) Malformed("fragment length beyond the bytes received");
   NdrReader r(data, header->fragLength, header->bigEndian);
@@ -71,9 +75,9 @@ void AppendFragments(std::vector<std::uint8_t>* out, std::uint8_t type, std::uin
 
 }  // namespace
 
-PduHeader ParseHeader(const std::uint8_t* data, std::size_t size) {
+PduHeader ParseHeader(const std::uint8_t* data, std::size_t size, AuthTrailer auth) {
   if (size < kHeaderSize) Malformed("short PDU header");
-  if (data[0] != 5 || data[1] != 0) Malformed("unsupported protocol version");
+  if (data[0] != 5 || data[1] > 1) Malformed("unsupported protocol version");
   if ((data[4] & 0xF0) > 0x10) Malformed("unsupported data representation");
   PduHeader header;
   header.type = data[2];
@@ -85,7 +89,12 @@ PduHeader ParseHeader(const std::uint8_t* data, std::size_t size) {
   header.authLength = r.U16();
   header.callId = r.U32();
   if (header.fragLength < kHeaderSize) Malformed("fragment length below the header size");
-  if (header.authLength != 0) Malformed("authentication is not supported");
+  if (header.authLength != 0) {
+    if (auth == AuthTrailer::kRefused) Malformed("authentication is not supported");
+    if (kHeaderSize + kSecurityTrailerSize + header.authLength > header.fragLength) {
+      Malformed("authentication trailer beyond the fragment");
+    }
+  }
   return header;
 }
 

@@ -75,9 +75,18 @@ struct PduHeader {
   std::uint32_t callId = 0;
 };
 
-// Reads the 16-byte common header; checks the version (5.0), the data
-// representation and that the fragment length covers the header.
-PduHeader ParseHeader(const std::uint8_t* data, std::size_t size);
+// Size of the security trailer that precedes a PDU's authentication bytes.
+inline constexpr std::size_t kSecurityTrailerSize = 8;
+
+// Whether a PDU may carry an authentication trailer. The server refuses
+// them (it offers no authentication); the client tolerates a peer that adds
+// one it never asked for and skips it.
+enum class AuthTrailer { kRefused, kSkipped };
+
+// Reads the 16-byte common header; checks the version (5.0, or 5.1 as some
+// runtimes write), the data representation and that the fragment length
+// covers the header and, where allowed, the authentication trailer.
+PduHeader ParseHeader(const std::uint8_t* data, std::size_t size, AuthTrailer auth = AuthTrailer::kRefused);
 
 struct ContextElement {
   std::uint16_t contextId = 0;

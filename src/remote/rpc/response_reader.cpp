@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <vector>
 
+#include "foundation/debug_log.h"
 #include "remote/rpc/ndr.h"
 #include "remote/rpc/pdu.h"
 #include "remote/rpc/rpc_error.h"
@@ -18,10 +19,14 @@ ResponseReader::ResponseReader(RpcSocket* socket, std::uint32_t callId, std::siz
 void ResponseReader::NextFragment() {
   std::uint8_t bytes[kResponseHeaderSize];
   socket_->ReadExact(bytes, kHeaderSize, deadline_);
-  const PduHeader header = ParseHeader(bytes, kHeaderSize);
+  const PduHeader header = ParseHeader(bytes, kHeaderSize, AuthTrailer::kSkipped);
   if (header.fragLength > maxFrag_) throw RpcError(kRpcCallFailed, "fragment longer than negotiated");
-  if (header.callId != callId_) throw RpcError(kRpcCallFailed, "reply to another call");
-  if (header.type != kPduResponse || header.fragLength < kResponseHeaderSize) {
+  if (header.callId != callId_ && !noted_) {
+    noted_ = true;
+    DebugLog("reply carries call id %u for call %u", header.callId, callId_);
+  }
+  const std::size_t trailer = header.authLength == 0 ? 0 : kSecurityTrailerSize + header.authLength;
+  if (header.type != kPduResponse || header.fragLength < kResponseHeaderSize + trailer) {
     if (header.type == kPduFault) {
       std::vector<std::uint8_t> fault(bytes, bytes + kHeaderSize);
       fault.resize(header.fragLength);
@@ -39,6 +44,20 @@ void ResponseReader::NextFragment() {
   first_ = false;
   last_ = (header.flags & kLastFrag) != 0;
   left_ = header.fragLength - kResponseHeaderSize;
+  buffered_.clear();
+  bufferedAt_ = 0;
+  if (header.authLength != 0) BufferFragment(header);
+}
+
+void ResponseReader::BufferFragment(const PduHeader& header) {
+  buffered_.resize(left_);
+  socket_->ReadExact(buffered_.data(), buffered_.size(), deadline_);
+  const std::size_t trailerAt = buffered_.size() - header.authLength - kSecurityTrailerSize;
+  const std::size_t padding = buffered_[trailerAt + 2];
+  if (padding > trailerAt) throw RpcError(kRpcCallFailed, "authentication padding beyond the stub");
+  buffered_.resize(trailerAt - padding);
+  left_ = buffered_.size();
+  if (left_ == 0) buffered_.clear();
 }
 
 void ResponseReader::Read(std::uint8_t* target, std::size_t size) {
@@ -49,7 +68,12 @@ void ResponseReader::Read(std::uint8_t* target, std::size_t size) {
       continue;
     }
     const std::size_t take = std::min(left_, size);
-    socket_->ReadExact(target, take, deadline_);
+    if (buffered_.empty()) {
+      socket_->ReadExact(target, take, deadline_);
+    } else {
+      std::copy_n(buffered_.data() + bufferedAt_, take, target);
+      bufferedAt_ += take;
+    }
     target += take;
     size -= take;
     left_ -= take;

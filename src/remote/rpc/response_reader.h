@@ -1,9 +1,14 @@
 // ResponseReader: the stub of one reply as the client receives it, read
 // fragment by fragment straight into the caller's memory. The first
 // fragment's header is read on construction; a fault PDU there raises its
-// status as RpcError. Fragment headers are checked as they come: the call
-// id, the type, the negotiated maximum length and the first and last flags.
-// Reading past the end of the stub is bad stub data.
+// status as RpcError. Fragment headers are checked as they come: the type,
+// the negotiated maximum length and the first and last flags. A connection
+// carries one call at a time and is dropped after any failure, so a reply
+// that names another call id can only be this call's: it is accepted with a
+// debug note, as some runtimes number their replies their own way. A
+// fragment with an authentication trailer the client never asked for is
+// read whole and its trailer and padding skipped. Reading past the end of
+// the stub is bad stub data.
 #pragma once
 
 #include <cstddef>
@@ -17,6 +22,7 @@ namespace keld::rpc {
 inline constexpr std::size_t kMaxHintedReserve = 64u * 1024 * 1024;
 
 class Deadline;
+struct PduHeader;
 class RpcSocket;
 
 class ResponseReader {
@@ -41,6 +47,9 @@ class ResponseReader {
  private:
   // Reads the next fragment's header.
   void NextFragment();
+  // Reads the rest of a fragment that carries an authentication trailer and
+  // keeps its stub bytes for Read.
+  void BufferFragment(const PduHeader& header);
 
   RpcSocket* socket_;
   std::uint32_t callId_;
@@ -52,6 +61,10 @@ class ResponseReader {
   std::uint32_t allocHint_ = 0;
   std::size_t left_ = 0;  // stub bytes still to read in the current fragment
   std::size_t position_ = 0;
+  bool noted_ = false;  // the other call id was noted once
+  // Stub bytes of a fragment read whole; `buffered_` is empty otherwise.
+  std::vector<std::uint8_t> buffered_;
+  std::size_t bufferedAt_ = 0;
 };
 
 }  // namespace keld::rpc

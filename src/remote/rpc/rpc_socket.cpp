@@ -209,12 +209,12 @@ bool RpcSocket::ClosedWhileIdle() {
 }
 
 PduHeader RpcSocket::ReadFragment(std::vector<std::uint8_t>* fragment, std::size_t maxFrag, const Deadline& first,
-                                  std::uint32_t bodyTimeoutMs) {
+                                  std::uint32_t bodyTimeoutMs, AuthTrailer auth) {
   fragment->resize(kHeaderSize);
   ReadExact(fragment->data(), 1, first);
   const Deadline rest = bodyTimeoutMs == 0 ? first : Deadline::InMs(bodyTimeoutMs);
   ReadExact(fragment->data() + 1, kHeaderSize - 1, rest);
-  const PduHeader header = ParseHeader(fragment->data(), kHeaderSize);
+  const PduHeader header = ParseHeader(fragment->data(), kHeaderSize, auth);
   if (header.fragLength > maxFrag) Fail(kRpcCallFailed, "fragment longer than negotiated");
   fragment->resize(header.fragLength);
   ReadExact(fragment->data() + kHeaderSize, header.fragLength - kHeaderSize, rest);

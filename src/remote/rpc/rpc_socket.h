@@ -73,7 +73,7 @@ class RpcSocket {
   // fragment longer than maxFrag. The deadline of the fragment's body starts
   // with its first byte: `bodyTimeoutMs` bounds a peer that stops mid-way.
   PduHeader ReadFragment(std::vector<std::uint8_t>* fragment, std::size_t maxFrag, const Deadline& first,
-                         std::uint32_t bodyTimeoutMs);
+                         std::uint32_t bodyTimeoutMs, AuthTrailer auth = AuthTrailer::kRefused);
 
   int fd() const { return fd_; }
 

@@ -1,7 +1,12 @@
 // libFuzzer target for what a peer's bytes reach first: the PDU parsers,
 // the fragment reassembly rules and the NDR readers of all eight
-// procedures. Every malformed input must end in RpcError, never in a crash,
-// a leak or an out-of-bounds read.
+// procedures, and the client's fragment-by-fragment reply reader fed from a
+// socket. Every malformed input must end in RpcError, never in a crash, a
+// leak or an out-of-bounds read.
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <vector>
@@ -9,7 +14,9 @@
 #include "remote/rpc/cfg_remote.h"
 #include "remote/rpc/ndr.h"
 #include "remote/rpc/pdu.h"
+#include "remote/rpc/response_reader.h"
 #include "remote/rpc/rpc_error.h"
+#include "remote/rpc/rpc_socket.h"
 
 namespace {
 
@@ -38,7 +45,8 @@ class NullHandler : public rpc::CfgRemoteHandler {
 };
 
 void ParsePdu(const std::uint8_t* data, std::size_t size) {
-  const rpc::PduHeader header = rpc::ParseHeader(data, size);
+  // Each parser applies its own rule on authentication trailers.
+  const rpc::PduHeader header = rpc::ParseHeader(data, size, rpc::AuthTrailer::kSkipped);
   switch (header.type) {
     case rpc::kPduBind: rpc::ParseBind(data, size); break;
     case rpc::kPduBindAck: rpc::ParseBindAck(data, size); break;
@@ -57,6 +65,29 @@ void ParsePdu(const std::uint8_t* data, std::size_t size) {
   }
 }
 
+// The bytes as a reply on a connection that then closes, read as the client
+// reads one: into a block, then whatever follows.
+void ReadAsReply(const std::uint8_t* data, std::size_t size) {
+  int pair[2];
+  if (socketpair(AF_UNIX, SOCK_STREAM, 0, pair) != 0) return;
+  int room = static_cast<int>(size) + 4096;
+  setsockopt(pair[0], SOL_SOCKET, SO_SNDBUF, &room, sizeof(room));
+  setsockopt(pair[1], SOL_SOCKET, SO_RCVBUF, &room, sizeof(room));
+  const ssize_t sent = write(pair[0], data, size);
+  close(pair[0]);
+  rpc::RpcSocket socket(pair[1]);  // owns and closes its end
+  if (sent != static_cast<ssize_t>(size)) return;
+  try {
+    const rpc::Deadline deadline = rpc::Deadline::InMs(1000);
+    rpc::ResponseReader reader(&socket, 2, 4096, deadline);
+    std::uint8_t head[64];
+    reader.Read(head, std::min<std::size_t>(sizeof(head), reader.allocHint()));
+    std::vector<std::uint8_t> rest;
+    reader.ReadRest(&rest);
+  } catch (const rpc::RpcError&) {
+  }
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
@@ -64,6 +95,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     ParsePdu(data, size);
   } catch (const rpc::RpcError&) {
   }
+  ReadAsReply(data, size);
   // The same bytes as a bare stub of each procedure, as the client reads replies.
   if (size > 0) {
     try {
