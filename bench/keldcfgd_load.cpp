@@ -44,6 +44,7 @@
 #include <thread>
 #include <vector>
 
+#include "bench_support.h"
 #include "keldcfgc/keldcfgc.h"
 #include "platform/registry.h"
 #include "remote/rpc/cfg_remote.h"
@@ -53,12 +54,14 @@
 extern char** environ;
 
 using namespace keld;
-using Clock = std::chrono::steady_clock;
+using bench::Clock;
+using bench::ReadAll;
+using bench::WriteAll;
 
 namespace {
 
 constexpr int kWatchdogSeconds = 600;
-constexpr int kRounds = 5;
+constexpr int kCallRounds = 5;
 constexpr std::size_t kRequestBytes = 24;  // a version request: header only
 constexpr std::size_t kReplyBytes = 32;    // its reply: header, version, status
 
@@ -69,26 +72,6 @@ std::uint64_t ProcField(pid_t pid, const char* field) {
     if (line.rfind(prefix, 0) == 0) return std::strtoull(line.c_str() + prefix.size(), nullptr, 10);
   }
   return 0;
-}
-
-bool ReadAll(int fd, std::uint8_t* data, std::size_t size) {
-  while (size > 0) {
-    const ssize_t got = recv(fd, data, size, 0);
-    if (got <= 0) return false;
-    data += got;
-    size -= static_cast<std::size_t>(got);
-  }
-  return true;
-}
-
-bool WriteAll(int fd, const std::uint8_t* data, std::size_t size) {
-  while (size > 0) {
-    const ssize_t sent = send(fd, data, size, MSG_NOSIGNAL);
-    if (sent <= 0) return false;
-    data += sent;
-    size -= static_cast<std::size_t>(sent);
-  }
-  return true;
 }
 
 void NoDelay(int fd) {
@@ -400,8 +383,8 @@ int main(int argc, char** argv) {
   std::uint64_t rssLoaded = 0;
   std::uint64_t threadsLoaded = 0;
   std::uint64_t threadsChurning = 0;
-  for (int round = 0; round < kRounds; ++round) {
-    const int share = calls / kRounds + (round < calls % kRounds ? 1 : 0);
+  for (int round = 0; round < kCallRounds; ++round) {
+    const int share = calls / kCallRounds + (round < calls % kCallRounds ? 1 : 0);
     if (share == 0) continue;
     RunRound(&phases[0], clients, share, rawTcp);
     RunRound(&phases[1], clients, share, rawRpc, [&] {
@@ -409,8 +392,8 @@ int main(int argc, char** argv) {
       threadsLoaded = std::max(threadsLoaded, daemon.Threads());
     });
   }
-  for (int round = 0; round < kRounds; ++round) {
-    const int share = calls / kRounds + (round < calls % kRounds ? 1 : 0);
+  for (int round = 0; round < kCallRounds; ++round) {
+    const int share = calls / kCallRounds + (round < calls % kCallRounds ? 1 : 0);
     if (share == 0) continue;
     RunRound(&phases[2], clients, share, rawTcpConnection);
     RunRound(&phases[3], clients, share, publicApi,
