@@ -111,7 +111,7 @@ void LocatorService::Answer(int fd) {
     }
     const std::string line = request.substr(0, request.find_first_of("\r\n"));
     const std::string reply = LocatorReply(options_, line);
-    if (options_.log) options_.log(2, "locator: " + line);
+    if (options_.log) options_.log(rpc::LogLevel::kDebug, rpc::log_event::kLocator, "locator: " + line);
     socket.SendAll(reinterpret_cast<const std::uint8_t*>(reply.data()), reply.size(), deadline);
   } catch (const rpc::RpcError&) {
     // A peer that sends too little or too slowly just loses its connection.

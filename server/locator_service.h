@@ -13,6 +13,8 @@
 #include <thread>
 #include <vector>
 
+#include "remote/rpc/rpc_log.h"
+
 namespace keld::server {
 
 struct LocatorOptions {
@@ -20,7 +22,7 @@ struct LocatorOptions {
   std::uint16_t port = 3580;  // 0 picks a free port
   std::uint16_t servicePort = 7750;  // what the answer names
   std::vector<std::string> targets;  // empty: answer for every name
-  std::function<void(int level, const std::string& text)> log;
+  rpc::LogFunction log;
 };
 
 // Undoes %XX escapes; false where an escape is malformed.

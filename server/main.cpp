@@ -1,36 +1,39 @@
 // keldcfgd: the target's server. Serves the CfgRemote interface on TCP,
-// optionally answers the service locator, logs to stderr and stops on
-// SIGTERM or SIGINT, closing every session it made.
+// optionally answers the service locator, and logs to stderr or a file.
+// Signals: SIGHUP opens the log file again; SIGTERM or SIGINT stop it: no
+// new connections, calls in progress get --drain-ms to finish and be
+// answered, then every session it made is closed. Exit codes are in
+// server_options.h and in --help.
+#include <malloc.h>
 #include <signal.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cstdio>
 #include <ctime>
-#include <mutex>
 
+#include "capi/server_frames.h"
 #include "cfg_service.h"
 #include "locator_service.h"
+#include "foundation/debug_log.h"
+#include "logger.h"
 #include "remote/rpc/rpc_server.h"
 #include "remote/rpc/rpc_socket.h"
 #include "server_options.h"
 
 using namespace keld;
+using rpc::LogLevel;
+namespace events = rpc::log_event;
 
 namespace {
 
-std::mutex logLock;
-int logLevel = 1;
-
-void LogLine(int level, const std::string& text) {
-  if (level > logLevel) return;
-  static constexpr const char* kNames[] = {"error", "info", "debug"};
-  const std::time_t now = std::time(nullptr);
-  std::tm local{};
-  localtime_r(&now, &local);
-  char stamp[32];
-  std::strftime(stamp, sizeof stamp, "%Y-%m-%d %H:%M:%S", &local);
-  std::lock_guard<std::mutex> guard(logLock);
-  std::fprintf(stderr, "%s keldcfgd %s: %s\n", stamp, kNames[std::clamp(level, 0, 2)], text.c_str());
+// Large blocks (a command's reply) come straight from the kernel and go back
+// to it when freed, instead of staying in a heap arena after a big call;
+// and a thread per connection need not bring an arena of its own.
+void TuneHeap() {
+  mallopt(M_MMAP_THRESHOLD, 256 * 1024);
+  mallopt(M_TRIM_THRESHOLD, 1024 * 1024);
+  mallopt(M_ARENA_MAX, 4);
 }
 
 }  // namespace
@@ -39,26 +42,56 @@ int main(int argc, char** argv) {
   server::ServerOptions options;
   const int exitCode = server::ParseCommandLine(argc, argv, &options);
   if (exitCode >= 0) return exitCode;
-  logLevel = options.logLevel;
+  TuneHeap();
 
-  // The signals are taken by sigwait below; every thread inherits the mask.
+  server::LoggerOptions logOptions;
+  logOptions.level = options.logLevel;
+  logOptions.path = options.logFile;
+  server::Logger logger(logOptions);
+  std::string error;
+  if (!logger.Open(&error)) {
+    std::fprintf(stderr, "keldcfgd: cannot open the log file '%s': %s\n", options.logFile.c_str(), error.c_str());
+    return server::kExitCannotStart;
+  }
+  const rpc::LogFunction log = logger.Function();
+  // What the library tolerated of its peers is told at the debug level.
+  if (options.logLevel == LogLevel::kDebug) {
+    SetDebugSink([log](const std::string& text) { log(LogLevel::kDebug, events::kLibrary, text); });
+  }
+  // The sink goes before the logger it writes to.
+  struct SinkRemoval {
+    ~SinkRemoval() { SetDebugSink({}); }
+  } sinkRemoval;
+
+  // The signals are taken by sigtimedwait below; every thread inherits the mask.
   sigset_t signals;
   sigemptyset(&signals);
   sigaddset(&signals, SIGTERM);
   sigaddset(&signals, SIGINT);
+  sigaddset(&signals, SIGHUP);
   pthread_sigmask(SIG_BLOCK, &signals, nullptr);
 
+  frames::SetLargestServerReply(std::uint64_t{options.maxReplyMiB} << 20);
   server::ServiceOptions serviceOptions;
   serviceOptions.graceMs = options.graceMs;
+  serviceOptions.maxSessionsPerClient = options.maxSessionsPerClient;
+  serviceOptions.maxSessions = options.maxSessions;
   serviceOptions.allowMtuSet = options.allowMtuSet;
-  serviceOptions.log = LogLine;
+  serviceOptions.log = log;
   server::CfgService service(serviceOptions);
 
   rpc::RpcServerOptions rpcOptions;
   rpcOptions.address = options.listenAddress;
   rpcOptions.port = options.listenPort;
   rpcOptions.ioTimeoutMs = options.ioTimeoutMs;
-  rpcOptions.log = LogLine;
+  rpcOptions.bindTimeoutMs = options.bindTimeoutMs;
+  rpcOptions.idleTimeoutMs = options.idleTimeoutMs;
+  rpcOptions.maxRequest = options.maxRequestMiB << 20;
+  rpcOptions.requestBudget = options.requestMemoryMiB << 20;
+  rpcOptions.maxConnections = options.maxConnections;
+  rpcOptions.maxConnectionsPerPeer = options.maxConnectionsPerPeer;
+  rpcOptions.keepAliveIdleS = options.keepAliveS;
+  rpcOptions.log = log;
   if (!options.allow.empty()) {
     const std::vector<std::uint32_t> allowed = options.allow;
     rpcOptions.allow = [allowed](std::uint32_t address) {
@@ -66,12 +99,12 @@ int main(int argc, char** argv) {
     };
   }
   rpc::RpcServer server(rpcOptions, &service);
-  std::string error;
   if (!server.Start(&error)) {
-    LogLine(0, "cannot listen on " + rpc::FormatPeer(options.listenAddress, options.listenPort) + ": " + error);
-    return 1;
+    log(LogLevel::kError, events::kListen,
+        "cannot listen on " + rpc::FormatPeer(options.listenAddress, options.listenPort) + ": " + error);
+    return server::kExitCannotStart;
   }
-  LogLine(1, "listening on " + rpc::FormatPeer(options.listenAddress, server.port()));
+  log(LogLevel::kInfo, events::kListen, "listening on " + rpc::FormatPeer(options.listenAddress, server.port()));
 
   std::unique_ptr<server::LocatorService> locator;
   if (options.locator) {
@@ -80,22 +113,46 @@ int main(int argc, char** argv) {
     locatorOptions.port = options.locatorPort;
     locatorOptions.servicePort = server.port();
     locatorOptions.targets = options.targets;
-    locatorOptions.log = LogLine;
+    locatorOptions.log = log;
     locator = std::make_unique<server::LocatorService>(locatorOptions);
     if (!locator->Start(&error)) {
-      LogLine(0, "cannot serve the locator on port " + std::to_string(options.locatorPort) + ": " + error);
+      log(LogLevel::kError, events::kListen,
+          "cannot serve the locator on port " + std::to_string(options.locatorPort) + ": " + error);
       server.Stop();
-      return 1;
+      return server::kExitCannotStart;
     }
-    LogLine(1, "service locator on " + rpc::FormatPeer(options.listenAddress, locator->port()));
+    log(LogLevel::kInfo, events::kListen, "service locator on " + rpc::FormatPeer(options.listenAddress, locator->port()));
   }
 
+  // Waits for a stop, reopening the log on SIGHUP and writing the counts of
+  // rate-limited lines once a second.
   int received = 0;
-  sigwait(&signals, &received);
-  LogLine(1, std::string("stopping on ") + (received == SIGTERM ? "SIGTERM" : "SIGINT"));
+  for (;;) {
+    const timespec second{1, 0};
+    received = sigtimedwait(&signals, nullptr, &second);
+    logger.Flush();
+    if (received == SIGHUP) {
+      if (!logger.Reopen(&error)) log(LogLevel::kError, events::kFailure, "cannot reopen the log file: " + error);
+      log(LogLevel::kInfo, events::kListen, "log reopened");
+      continue;
+    }
+    if (received == SIGTERM || received == SIGINT) break;
+  }
+  log(LogLevel::kInfo, events::kListen,
+      std::string("stopping on ") + (received == SIGTERM ? "SIGTERM" : "SIGINT") + ": draining " +
+          std::to_string(server.ConnectionCount()) + " connections for up to " + std::to_string(options.drainMs) +
+          " ms");
   if (locator) locator->Stop();
-  server.Stop();
+  const bool drained = server.Stop(options.drainMs);
   service.Stop();
-  LogLine(1, "stopped");
-  return 0;
+  if (!drained) {
+    // A call is still inside a session; its session is closed as the call
+    // returns, but the process does not wait for that.
+    log(LogLevel::kWarning, events::kListen, "stopped with calls still running after the drain time");
+    logger.Flush();
+    std::fflush(nullptr);
+    _exit(server::kExitCutCalls);
+  }
+  log(LogLevel::kInfo, events::kListen, "stopped");
+  return server::kExitStopped;
 }

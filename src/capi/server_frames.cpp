@@ -2,6 +2,7 @@
 
 #include <memory>
 
+#include "local/local_device_config_session.h"
 #include "session/session_registry.h"
 
 namespace keld::frames {
@@ -34,5 +35,7 @@ Status CloseServerSession(std::uint32_t sessionId) {
   if (status == kSuccess) CloseSession(session.get());
   return status;
 }
+
+void SetLargestServerReply(std::uint64_t bytes) { SetLargestReply(bytes); }
 
 }  // namespace keld::frames

@@ -23,5 +23,8 @@ Status ExecuteServerCommand(std::uint32_t sessionId, std::uint32_t command, Byte
 Status PingServerSession(std::uint32_t sessionId);
 // Takes the session out of the registry; 0xBFFF8009 for an unknown id.
 Status CloseServerSession(std::uint32_t sessionId);
+// The most bytes a command's reply may ask for (registers, blocks, tables)
+// in this process; larger requests answer 0xBFFF8005. 256 MiB unless set.
+void SetLargestServerReply(std::uint64_t bytes);
 
 }  // namespace keld::frames

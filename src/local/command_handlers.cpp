@@ -20,7 +20,8 @@ bool StreamForm(std::uint32_t flags) { return (flags & kStreamForm) != 0; }
 Status GrowOutput(ByteStream* output, std::uint64_t count, std::uint64_t size, void** room) {
   const std::uint64_t bytes = count * size;
   if (size != 0 && bytes / size != count) return kOutOfMemory;
-  if (bytes > kLargestReply || bytes > kLargestReply - output->size) return kOutOfMemory;
+  const std::uint64_t largest = LargestReply();
+  if (bytes > largest || bytes > largest - output->size) return kOutOfMemory;
   const std::uint32_t start = output->size;
   const Status status = output->Extend(static_cast<std::uint32_t>(bytes));
   if (status != kSuccess) return status;

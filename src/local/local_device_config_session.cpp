@@ -4,6 +4,7 @@
 #include <strings.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
 #include <cstdlib>
 #include <thread>
@@ -33,6 +34,13 @@ ssize_t ReadSome(int fd, char* buffer, std::size_t size) {
 }
 
 }  // namespace
+
+namespace {
+std::atomic<std::uint64_t> largestReply{kDefaultLargestReply};
+}  // namespace
+
+std::uint64_t LargestReply() { return largestReply.load(std::memory_order_relaxed); }
+void SetLargestReply(std::uint64_t bytes) { largestReply.store(bytes, std::memory_order_relaxed); }
 
 LocalDeviceConfigSession::LocalDeviceConfigSession(const char* name, Status* status)
     : DeviceConfigSession(name, status) {}

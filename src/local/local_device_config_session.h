@@ -127,10 +127,14 @@ class LocalDeviceConfigSession : public DeviceConfigSession, public iThread {
   std::condition_variable roundDone_;
 };
 
-// The most a command's reply may grow to for registers and blocks that a
-// peer asks for: more is refused as a reply that cannot grow (0xBFFF8005)
-// before anything is allocated.
-inline constexpr std::uint64_t kLargestReply = 256u * 1024 * 1024;
+// The most a command's reply may grow to for registers, blocks and tables
+// that a peer asks for: more is refused as a reply that cannot grow
+// (0xBFFF8005) before anything is allocated. A server may set it lower (or
+// higher) for the whole process; 256 MiB lets a firmware image be read back
+// whole.
+inline constexpr std::uint64_t kDefaultLargestReply = 256u * 1024 * 1024;
+std::uint64_t LargestReply();
+void SetLargestReply(std::uint64_t bytes);
 
 // Word of the target's display mode for an image: width/8, height/8, 0x3C,
 // then the bits per pixel, highest byte first. The size is that of the first

@@ -48,15 +48,30 @@ Status EchoHandler::Command(const rpc::PeerInfo&, std::uint32_t, std::uint32_t c
   return status;
 }
 
-ServiceServer::ServiceServer(std::uint32_t graceMs, std::uint32_t ioTimeoutMs, std::function<bool(std::uint32_t)> allow) {
+namespace {
+
+server::ServiceOptions GraceOnly(std::uint32_t graceMs) {
   server::ServiceOptions options;
   options.graceMs = graceMs;
-  service = std::make_unique<server::CfgService>(options);
-  rpc::RpcServerOptions rpcOptions;
+  return options;
+}
+
+rpc::RpcServerOptions TimeoutAndAllowList(std::uint32_t ioTimeoutMs, std::function<bool(std::uint32_t)> allow) {
+  rpc::RpcServerOptions options;
+  options.ioTimeoutMs = ioTimeoutMs;
+  options.allow = std::move(allow);
+  return options;
+}
+
+}  // namespace
+
+ServiceServer::ServiceServer(std::uint32_t graceMs, std::uint32_t ioTimeoutMs, std::function<bool(std::uint32_t)> allow)
+    : ServiceServer(GraceOnly(graceMs), TimeoutAndAllowList(ioTimeoutMs, std::move(allow))) {}
+
+ServiceServer::ServiceServer(server::ServiceOptions serviceOptions, rpc::RpcServerOptions rpcOptions) {
+  service = std::make_unique<server::CfgService>(std::move(serviceOptions));
   rpcOptions.port = 0;
-  rpcOptions.ioTimeoutMs = ioTimeoutMs;
-  rpcOptions.allow = std::move(allow);
-  rpc = std::make_unique<rpc::RpcServer>(rpcOptions, service.get());
+  rpc = std::make_unique<rpc::RpcServer>(std::move(rpcOptions), service.get());
   std::string error;
   if (!rpc->Start(&error)) std::abort();
 }

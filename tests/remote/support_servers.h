@@ -51,6 +51,8 @@ class EchoHandler : public rpc::CfgRemoteHandler {
 struct ServiceServer {
   explicit ServiceServer(std::uint32_t graceMs = 30000, std::uint32_t ioTimeoutMs = 30000,
                          std::function<bool(std::uint32_t)> allow = {});
+  // With options of both halves; the RPC server's port is set to 0.
+  ServiceServer(server::ServiceOptions serviceOptions, rpc::RpcServerOptions rpcOptions);
   ~ServiceServer();
   std::uint16_t port() const { return rpc->port(); }
   std::unique_ptr<server::CfgService> service;

@@ -148,6 +148,35 @@ TEST_F(ServerSessions, ReopenWaitsForTheCommandInFlight) {
   EXPECT_EQ(rpc::RemoteClose(&control, second.load()), kSuccess);
 }
 
+// A drained stop closes the idle connection at once, lets the call in
+// progress finish and answers it, and only then has every connection gone.
+TEST_F(ServerSessions, StopDrainsTheCallInProgress) {
+  OpenHeld();
+  Status commandStatus = 1;
+  std::uint32_t echoed = 0;
+  std::thread command = CommandInFlight(&images_, id_, &commandStatus, &echoed);
+  std::atomic<bool> stopped{false};
+  std::atomic<bool> drained{false};
+  std::thread stop([&] {
+    drained = server_.rpc->Stop(10000);
+    stopped = true;
+  });
+  for (int i = 0; i < 500 && server_.rpc->ConnectionCount() != 1; ++i) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  }
+  EXPECT_EQ(server_.rpc->ConnectionCount(), 1u);  // the control connection has gone
+  EXPECT_FALSE(stopped.load());
+  Release();
+  command.join();
+  stop.join();
+  EXPECT_EQ(commandStatus, kSuccess);
+  EXPECT_EQ(echoed, 10u);
+  EXPECT_TRUE(drained.load());
+  EXPECT_EQ(server_.rpc->ConnectionCount(), 0u);
+  server_.service->Stop();
+  EXPECT_TRUE(HeldCommandSession::destroyed);
+}
+
 // keldcfgd's own answers to ids it does not know and to the password
 // procedure, which the library's client never sends but other peers may.
 TEST(ServerAnswers, UnknownIdsAndThePasswordProcedure) {

@@ -35,7 +35,7 @@ Status LocalKELDConfigSession::HandleKELDSequenceSetup(ByteStream* input, ByteSt
   if (status == kSuccess) status = input->ReadU32(&count);
   // The bytes must be there before a table of their size is made.
   if (status == kSuccess && input->Remaining() < count) status = kByteStreamLoadFailed;
-  if (status == kSuccess && std::uint64_t{count} * kEntryBytes > kLargestReply) status = kOutOfMemory;
+  if (status == kSuccess && std::uint64_t{count} * kEntryBytes > LargestReply()) status = kOutOfMemory;
   if (status != kSuccess) return status;
   std::vector<std::uint8_t> table;
   try {

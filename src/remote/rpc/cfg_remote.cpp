@@ -113,18 +113,41 @@ void WriteByteStream(NdrWriter* w, const ByteStream& stream) { PutByteStream(w, 
 
 std::size_t WriteByteStreamSpliced(NdrWriter* w, const ByteStream& stream) { return PutByteStream(w, stream, true); }
 
-void ReadByteStream(NdrReader* r, ByteStream* stream) {
-  const std::uint32_t size = r->U32();
+namespace {
+
+// Reads and checks a stream's NDR form; the payload's size bytes are at the
+// returned pointer (null without data).
+const std::uint8_t* ReadByteStreamForm(NdrReader* r, std::uint32_t* size) {
+  *size = r->U32();
   const std::uint32_t dataReferent = r->U32();
   const std::uint32_t cursorReferent = r->U32();
   const std::uint8_t* bytes = nullptr;
   if (dataReferent != 0) {
-    if (r->U32() != size) BadStubData("array count differs from the stream size");
-    bytes = r->Bytes(size);
-  } else if (size != 0) {
+    if (r->U32() != *size) BadStubData("array count differs from the stream size");
+    bytes = r->Bytes(*size);
+  } else if (*size != 0) {
     BadStubData("stream size without data");
   }
   if (cursorReferent != 0) r->U8();
+  return bytes;
+}
+
+}  // namespace
+
+void ReadByteStreamInPlace(NdrReader* r, ByteStream* view) {
+  std::uint32_t size = 0;
+  const std::uint8_t* bytes = ReadByteStreamForm(r, &size);
+  const bool some = bytes != nullptr && size != 0;
+  // The reader's bytes are the caller's own memory; the stream type only
+  // knows writable blocks.
+  view->data = some ? const_cast<std::uint8_t*>(bytes) : nullptr;
+  view->size = some ? size : 0;
+  view->cursor = view->data;
+}
+
+void ReadByteStream(NdrReader* r, ByteStream* stream) {
+  std::uint32_t size = 0;
+  const std::uint8_t* bytes = ReadByteStreamForm(r, &size);
   // Everything is read and checked: only now is memory taken.
   std::uint8_t* data = nullptr;
   if (bytes != nullptr && size != 0) {
@@ -254,9 +277,10 @@ std::uint32_t DispatchCfgRemote(CfgRemoteHandler* handler, const PeerInfo& peer,
     case kRemoteCommand: {
       const std::uint32_t sessionId = r->U32();
       const std::uint32_t command = r->U32();
-      ScopedByteStream input;
-      ReadByteStream(r, input.get());
-      const Status status = handler->Command(peer, sessionId, command, input.get(), reply->bulk.get());
+      // The payload stays where the request was assembled: no second copy.
+      ByteStream input;
+      ReadByteStreamInPlace(r, &input);
+      const Status status = handler->Command(peer, sessionId, command, &input, reply->bulk.get());
       reply->spliceAt = WriteByteStreamSpliced(&w, *reply->bulk);
       w.U32(status);
       return 0;

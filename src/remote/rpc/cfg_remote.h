@@ -58,6 +58,9 @@ Status RemoteSetMTU(RpcBinding* binding, const char* adapterName, std::uint32_t 
 // NDR form of a ByteStream; the reader allocates with malloc.
 void WriteByteStream(NdrWriter* writer, const ByteStream& stream);
 void ReadByteStream(NdrReader* reader, ByteStream* stream);
+// The same form read without a copy: `view` points into the reader's bytes,
+// which must outlive it, and owns nothing (it must not be Reset or grown).
+void ReadByteStreamInPlace(NdrReader* reader, ByteStream* view);
 // The same form with the payload left out of the writer's buffer (see
 // NdrWriter::Omit); returns the stub offset where stream.data's size bytes
 // belong. A stream without data has no payload to splice in.
@@ -104,7 +107,8 @@ class CfgRemoteHandler {
   virtual void Disconnected(const PeerInfo&) {}
 };
 
-// Runs one request on the handler. Returns 0 with the reply stub in
+// Runs one request on the handler; a command's input stream is read in
+// place from the request's bytes. Returns 0 with the reply stub in
 // `reply` (which must come in empty), or the fault status to send (unknown
 // procedure number). Bad stub data throws RpcError(kRpcBadStubData).
 std::uint32_t DispatchCfgRemote(CfgRemoteHandler* handler, const PeerInfo& peer, std::uint16_t opnum,

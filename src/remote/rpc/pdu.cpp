@@ -297,7 +297,7 @@ RequestInfo ParseRequest(const std::uint8_t* data, std::size_t size) {
   PduHeader header;
   NdrReader r = BodyReader(data, size, kPduRequest, &header);
   RequestInfo info;
-  r.U32();  // allocation hint: advisory only, never trusted for memory
+  info.allocHint = r.U32();  // advisory only: never trusted for memory beyond the request limit
   info.contextId = r.U16();
   info.opnum = r.U16();
   if (header.flags & kObjectUuid) r.Bytes(16);

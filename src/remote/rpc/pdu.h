@@ -154,6 +154,7 @@ BindAckPdu ParseBindAck(const std::uint8_t* data, std::size_t size);
 std::uint16_t ParseBindNak(const std::uint8_t* data, std::size_t size);
 
 struct RequestInfo {
+  std::uint32_t allocHint = 0;  // the peer's word for the stub's size: advisory only
   std::uint16_t contextId = 0;
   std::uint16_t opnum = 0;
   std::size_t stubOffset = 0;  // where the stub starts within the fragment

@@ -108,6 +108,8 @@ void RpcBinding::Call(std::uint16_t opnum, const StubPiece* pieces, std::size_t 
     }
   } leave{this};
   try {
+    // A connection the server closed while it sat idle is made anew.
+    if (socket_ && socket_->ClosedWhileIdle()) socket_.reset();
     if (!socket_) Connect(deadline);
     const std::uint32_t callId = nextCallId_++;
     socket_->SendFragments(kPduRequest, callId, kContextId, opnum, pieces, count, sendFrag_, deadline);

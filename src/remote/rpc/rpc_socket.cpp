@@ -202,6 +202,12 @@ bool RpcSocket::WaitForData(const Deadline& deadline) {
   return true;
 }
 
+bool RpcSocket::ClosedWhileIdle() {
+  if (begin_ != end_) return true;
+  pollfd entry{fd_, POLLIN, 0};
+  return poll(&entry, 1, 0) != 0;
+}
+
 PduHeader RpcSocket::ReadFragment(std::vector<std::uint8_t>* fragment, std::size_t maxFrag, const Deadline& first,
                                   std::uint32_t bodyTimeoutMs, AuthTrailer auth) {
   fragment->resize(kHeaderSize);

@@ -63,6 +63,12 @@ class RpcSocket {
   // false when the deadline passes first.
   bool WaitForData(const Deadline& deadline);
 
+  // For a connection between calls, where nothing is due from the peer:
+  // true if anything arrived all the same (its close, after the server ended
+  // an idle connection, or stray bytes), so it is not fit for another call.
+  // Never waits.
+  bool ClosedWhileIdle();
+
   // Reads one whole fragment into `fragment` (header included), refusing a
   // fragment longer than maxFrag. The deadline of the fragment's body starts
   // with its first byte: `bodyTimeoutMs` bounds a peer that stops mid-way.

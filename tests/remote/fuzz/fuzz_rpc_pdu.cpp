@@ -111,6 +111,14 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
       rpc::ReadByteStream(&reader, stream.get());
     } catch (const rpc::RpcError&) {
     }
+    // The server's reading of a command's input, in place.
+    try {
+      rpc::NdrReader reader(data, size);
+      ByteStream view;
+      rpc::ReadByteStreamInPlace(&reader, &view);
+      if (view.size != 0 && (view.data < data || view.data + view.size > data + size)) __builtin_trap();
+    } catch (const rpc::RpcError&) {
+    }
   }
   return 0;
 }
