@@ -13,10 +13,10 @@
 #include <atomic>
 #include <chrono>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <future>
 #include <mutex>
-#include <regex>
 #include <set>
 #include <string>
 #include <thread>
@@ -157,11 +157,10 @@ class ChildTarget {
     // Reads the server's log until it says where it listens.
     FILE* log = fdopen(pipeFds[0], "r");
     char line[512];
-    const std::regex listening("listening on 127\\.0\\.0\\.1:([0-9]+)");
+    constexpr const char* kListening = "listening on 127.0.0.1:";
     while (log != nullptr && std::fgets(line, sizeof line, log) != nullptr) {
-      std::cmatch match;
-      if (std::regex_search(line, match, listening)) {
-        port_ = static_cast<std::uint16_t>(std::stoul(match[1].str()));
+      if (const char* at = std::strstr(line, kListening)) {
+        port_ = static_cast<std::uint16_t>(std::strtoul(at + std::strlen(kListening), nullptr, 10));
         break;
       }
     }
