@@ -111,28 +111,42 @@ class DeviceSessions : public ::testing::TestWithParam<Side> {};
 inline std::string SideParamName(const ::testing::TestParamInfo<Side>& info) { return SideName(info.param); }
 
 // Defines scenario `Name` (a function of a Device& that returns nothing),
-// its run over both sides and the agreement of the two transcripts.
-#define DEVICE_SCENARIO(Name)                                              \
+// its run over both sides and the agreement of the two transcripts, on the
+// simulated driver's built-in boards.
+#define DEVICE_SCENARIO(Name) DEVICE_SCENARIO_WITH(Name, nullptr)
+
+// The same on the boards of a JSON description.
+#define DEVICE_SCENARIO_WITH(Name, description)                            \
   void Name(::keld::device::Device& device);                               \
   TEST_P(DeviceSessions, Name) {                                           \
-    ::keld::device::Device device(GetParam());                             \
+    ::keld::device::Device device(GetParam(), description);                \
     Name(device);                                                          \
   }                                                                        \
   TEST(DeviceSessionsAgree, Name) {                                        \
     ::keld::device::Transcript local;                                      \
     ::keld::device::Transcript remote;                                     \
     {                                                                      \
-      ::keld::device::Device device(::keld::device::Side::kLocal);         \
-      Name(device);                                                        \
+      ::keld::device::Device device(::keld::device::Side::kLocal, description);  \
+      Name(device);                                                      \
       local = device.TakeTranscript();                                     \
     }                                                                      \
     {                                                                      \
-      ::keld::device::Device device(::keld::device::Side::kRemote);        \
-      Name(device);                                                        \
+      ::keld::device::Device device(::keld::device::Side::kRemote, description); \
+      Name(device);                                                      \
       remote = device.TakeTranscript();                                    \
     }                                                                      \
     EXPECT_FALSE(local.empty());                                           \
     EXPECT_EQ(local, remote);                                              \
+  }                                                                        \
+  void Name(::keld::device::Device& device)
+
+// A scenario run over both sides whose results differ by design between
+// them (the scenario tells them apart by device.remote()); no agreement test.
+#define DEVICE_SCENARIO_EACH_WITH(Name, description)                       \
+  void Name(::keld::device::Device& device);                               \
+  TEST_P(DeviceSessions, Name) {                                           \
+    ::keld::device::Device device(GetParam(), description);                \
+    Name(device);                                                          \
   }                                                                        \
   void Name(::keld::device::Device& device)
 
