@@ -17,12 +17,17 @@
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <map>
 #include <memory>
+#include <sstream>
 #include <string>
 #include <vector>
 
 #include "keldcfgc/keldcfgc.h"
 #include "keldsim/keldsim_control.h"
+#include "platform/registry.h"
 #include "session/session_registry.h"
 #include "support_servers.h"
 
@@ -39,6 +44,58 @@ inline std::string Hex(std::uint32_t value) {
   std::snprintf(text, sizeof text, "0x%08X", value);
   return text;
 }
+
+inline std::string ReadFile(const std::filesystem::path& path) {
+  std::ifstream in(path, std::ios::binary);
+  return std::string(std::istreambuf_iterator<char>(in), {});
+}
+
+inline void WriteFile(const std::filesystem::path& path, const std::string& text) {
+  std::ofstream out(path, std::ios::binary | std::ios::trunc);
+  out << text;
+}
+
+// The registry file that the library reads while a Device lives: the
+// settings key of the current version with the values set, a DWORD each.
+// A Device always has one, so that no registry of the machine leaks in.
+class RegistryFile {
+ public:
+  explicit RegistryFile(std::filesystem::path path) : path_(std::move(path)) { Write(); }
+  RegistryFile(const RegistryFile&) = delete;
+  RegistryFile& operator=(const RegistryFile&) = delete;
+  ~RegistryFile() {
+    ::keld::testing::SetRegistryFilePath("");
+    std::error_code ignored;
+    std::filesystem::remove(path_, ignored);
+  }
+  void Set(const std::string& name, std::uint32_t value) {
+    values_[name] = value;
+    Write();
+  }
+  void Remove(const std::string& name) {
+    values_.erase(name);
+    Write();
+  }
+
+ private:
+  void Write() {
+    std::ostringstream text;
+    text << "Windows Registry Editor Version 5.00\n\n"
+         << "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Orvane Devices\\OD-KELD Configuration]\n"
+         << "\"CurrentVersion\"=\"18.5\"\n\n"
+         << "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Orvane Devices\\OD-KELD Configuration\\18.5]\n";
+    for (const auto& [name, value] : values_) {
+      char word[16];
+      std::snprintf(word, sizeof word, "%08x", value);
+      text << "\"" << name << "\"=dword:" << word << "\n";
+    }
+    WriteFile(path_, text.str());
+    ::keld::testing::SetRegistryFilePath(path_.string());
+  }
+
+  std::filesystem::path path_;
+  std::map<std::string, std::uint32_t> values_;
+};
 
 class Device {
  public:
@@ -61,9 +118,10 @@ class Device {
       keldsimGetLastError(why, sizeof why);
       ADD_FAILURE() << "the simulated driver refused its description: " << why;
     }
+    registry_ = std::make_unique<RegistryFile>(folder_.string() + ".reg");
     if (side == Side::kRemote) {
       server_ = std::make_unique<testsupport::ServiceServer>();
-      registry_ = std::make_unique<testsupport::ScopedRegistryPort>(server_->port());
+      registry_->Set("RemotePort", server_->port());
     }
     // The board lists are cached per host: each device starts from the driver.
     cfgRefreshBoards(Host());
@@ -72,8 +130,8 @@ class Device {
   Device& operator=(const Device&) = delete;
   ~Device() {
     CloseAllSessions();
-    registry_.reset();
     server_.reset();
+    registry_.reset();
     std::error_code ignored;
     std::filesystem::remove_all(folder_, ignored);
   }
@@ -89,6 +147,84 @@ class Device {
   void Note(const std::string& what, std::int32_t status) { Note(what + " -> " + Hex(static_cast<std::uint32_t>(status))); }
   Transcript TakeTranscript() { return std::move(transcript_); }
 
+  // A DWORD value of the library's settings in the registry; the remote
+  // target, which runs in this process, reads the same registry.
+  void SetRegistryValue(const std::string& name, std::uint32_t value) { registry_->Set(name, value); }
+  void RemoveRegistryValue(const std::string& name) { registry_->Remove(name); }
+
+  // The driver's calls since the last clear: all of them, or one function's.
+  static std::vector<std::string> Calls() {
+    std::uint32_t size = 0;
+    keldsimGetCallLog(nullptr, &size);
+    std::string text(size + 1, '\0');
+    size = static_cast<std::uint32_t>(text.size());
+    keldsimGetCallLog(text.data(), &size);
+    std::vector<std::string> lines;
+    std::istringstream in(text.c_str());
+    for (std::string line; std::getline(in, line);) {
+      if (!line.empty()) lines.push_back(line);
+    }
+    return lines;
+  }
+  // The calls without those of the error texts (a remote client asks its own
+  // driver for those).
+  static std::vector<std::string> CallsWithoutErrorTexts() {
+    std::vector<std::string> lines;
+    for (std::string& line : Calls()) {
+      if (line != "kldShowError") lines.push_back(std::move(line));
+    }
+    return lines;
+  }
+  static std::uint32_t CallCount(const char* function) {
+    std::uint32_t count = 0;
+    keldsimGetCallCount(function, &count);
+    return count;
+  }
+  static void ClearCalls() { keldsimClearCallLog(); }
+
+  // The text a user gets for a status.
+  static std::string ErrorText(std::int32_t status) {
+    char text[256] = {};
+    cfgGetErrorText(static_cast<std::uint32_t>(status), text);
+    return text;
+  }
+
+  // The board list of the host as a user reads it, one line a board:
+  // name, serial, description, driver name and version word.
+  std::vector<std::string> Boards() {
+    std::vector<std::string> rows;
+    std::uint32_t count = 0;
+    const std::int32_t status = cfgGetBoardCount(Host(), &count);
+    if (status != 0) {
+      rows.push_back("count -> " + Hex(static_cast<std::uint32_t>(status)));
+      return rows;
+    }
+    for (std::uint32_t i = 0; i < count; ++i) {
+      char name[256] = {};
+      char description[256] = {};
+      char driver[256] = {};
+      std::uint32_t serial = 0;
+      std::uint32_t version = 0;
+      const std::int32_t queried =
+          cfgQueryBoard(Host(), i, name, sizeof name, &serial, description, sizeof description);
+      const std::int32_t driverQueried = cfgQueryBoardDriver(Host(), i, driver, sizeof driver, &version);
+      if (queried != 0 || driverQueried != 0) {
+        rows.push_back("query " + std::to_string(i) + " -> " + Hex(static_cast<std::uint32_t>(queried)) + " " +
+                       Hex(static_cast<std::uint32_t>(driverQueried)));
+        continue;
+      }
+      rows.push_back(std::string("'") + name + "' " + Hex(serial) + " '" + description + "' '" + driver + "' " +
+                     Hex(version));
+    }
+    return rows;
+  }
+  // The board list into the transcript.
+  void NoteBoards(const std::string& what) {
+    const std::vector<std::string> rows = Boards();
+    Note(what + ": " + std::to_string(rows.size()) + " rows");
+    for (const std::string& row : rows) Note("  " + row);
+  }
+
   // Opens a board by interface name; the id, or 0 with a failure noted.
   std::uint32_t Open(const char* interfaceName, std::uint32_t serial = 0) {
     std::uint32_t id = 0;
@@ -102,7 +238,7 @@ class Device {
   Side side_;
   std::filesystem::path folder_;
   std::unique_ptr<testsupport::ServiceServer> server_;
-  std::unique_ptr<testsupport::ScopedRegistryPort> registry_;
+  std::unique_ptr<RegistryFile> registry_;
   Transcript transcript_;
 };
 
@@ -112,28 +248,32 @@ inline std::string SideParamName(const ::testing::TestParamInfo<Side>& info) { r
 
 // Defines scenario `Name` (a function of a Device& that returns nothing),
 // its run over both sides and the agreement of the two transcripts.
-#define DEVICE_SCENARIO(Name)                                              \
-  void Name(::keld::device::Device& device);                               \
-  TEST_P(DeviceSessions, Name) {                                           \
-    ::keld::device::Device device(GetParam());                             \
-    Name(device);                                                          \
-  }                                                                        \
-  TEST(DeviceSessionsAgree, Name) {                                        \
-    ::keld::device::Transcript local;                                      \
-    ::keld::device::Transcript remote;                                     \
-    {                                                                      \
-      ::keld::device::Device device(::keld::device::Side::kLocal);         \
-      Name(device);                                                        \
-      local = device.TakeTranscript();                                     \
-    }                                                                      \
-    {                                                                      \
-      ::keld::device::Device device(::keld::device::Side::kRemote);        \
-      Name(device);                                                        \
-      remote = device.TakeTranscript();                                    \
-    }                                                                      \
-    EXPECT_FALSE(local.empty());                                           \
-    EXPECT_EQ(local, remote);                                              \
-  }                                                                        \
+#define DEVICE_SCENARIO(Name) DEVICE_SCENARIO_WITH(Name, nullptr)
+
+// The same on boards of the simulated driver's JSON `description` (a
+// constant text) instead of its built-in ones.
+#define DEVICE_SCENARIO_WITH(Name, description)                                \
+  void Name(::keld::device::Device& device);                                   \
+  TEST_P(DeviceSessions, Name) {                                               \
+    ::keld::device::Device device(GetParam(), description);                    \
+    Name(device);                                                              \
+  }                                                                            \
+  TEST(DeviceSessionsAgree, Name) {                                            \
+    ::keld::device::Transcript local;                                          \
+    ::keld::device::Transcript remote;                                         \
+    {                                                                          \
+      ::keld::device::Device device(::keld::device::Side::kLocal, description);  \
+      Name(device);                                                            \
+      local = device.TakeTranscript();                                         \
+    }                                                                          \
+    {                                                                          \
+      ::keld::device::Device device(::keld::device::Side::kRemote, description); \
+      Name(device);                                                            \
+      remote = device.TakeTranscript();                                        \
+    }                                                                          \
+    EXPECT_FALSE(local.empty());                                               \
+    EXPECT_EQ(local, remote);                                                  \
+  }                                                                            \
   void Name(::keld::device::Device& device)
 
 }  // namespace keld::device
