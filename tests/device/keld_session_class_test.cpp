@@ -6,6 +6,7 @@
 // marks and states behind a refused write.
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <string>
 
 #include "attributes/attribute.h"
@@ -268,6 +269,24 @@ TEST(KeldRefreshAttributes, KeepsAReadThatFailsForNow) {
   EXPECT_EQ(session.RefreshAttributes(), 0xBFF60040u);
   EXPECT_EQ(session.attributes.FindByKey(0x3FF600C0), nullptr);  // emptied first
   EXPECT_EQ(session.Close(), kSuccess);
+}
+
+// A session left open when the process ends is closed by the library as it
+// unloads, while the driver is still there to take the close.
+TEST(KeldUnload, ASessionLeftOpenIsClosedAtExit) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_EXIT(
+      {
+        keld::device::Device device(Side::kLocal);
+        std::uint32_t id = 0;
+        if (cfgOpenBoard(nullptr, "img1", 0, &id) != 0) std::_Exit(3);
+        // The device is not destroyed here; its files go now.
+        std::error_code ignored;
+        std::filesystem::remove_all(device.folder(), ignored);
+        std::filesystem::remove(device.folder().string() + ".reg", ignored);
+        std::exit(0);  // the static objects go: the registry closes the session through the driver
+      },
+      ::testing::ExitedWithCode(0), "");
 }
 
 }  // namespace keld::device
