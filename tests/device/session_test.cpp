@@ -2,6 +2,7 @@
 // number, the legacy open, and what fails on the way.
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <string>
 
 #include "device_fixture.h"
@@ -124,6 +125,68 @@ DEVICE_SCENARIO(TheLegacyOpenReadsNoAttributes) {
   const std::int32_t missing = cfgOpenLegacyBoard(device.Host(), "img7", &other);
   EXPECT_EQ(static_cast<std::uint32_t>(missing), 0xBFF60008u);
   device.Note("legacy open img7", missing);
+}
+
+// What every local session does itself, on a frame-grabber session: the
+// process-wide image compression, the acquisition flags, and copying files
+// on the session's computer.
+DEVICE_SCENARIO(TheSessionBaseOperationsOnABoard) {
+  const std::uint32_t first = device.Open("img1");
+  const std::uint32_t second = device.Open("img2");
+  ASSERT_NE(first, 0u);
+  ASSERT_NE(second, 0u);
+  std::uint32_t type = 0;
+  std::uint32_t quality = 0;
+  ASSERT_EQ(cfgGetImageCompression(first, &type, &quality), 0);
+  const std::uint32_t oldType = type;
+  const std::uint32_t oldQuality = quality;
+  EXPECT_EQ(cfgSetImageCompression(first, 2, 500), 0);
+  EXPECT_EQ(cfgGetImageCompression(second, &type, &quality), 0);
+  EXPECT_EQ(type, 2u);
+  EXPECT_EQ(quality, 500u);
+  device.Note("compression seen by the other session " + std::to_string(type) + " " + std::to_string(quality));
+  EXPECT_EQ(cfgSetImageCompression(second, oldType, oldQuality), 0);
+  const std::int32_t flags = cfgSetAcquisitionFlags(first, 0x19);
+  EXPECT_EQ(flags, 0);
+  device.Note("acquisition flags", flags);
+
+  const std::filesystem::path folder = device.folder();
+  const std::string source = (folder / "mono640.icd").string();
+  const std::string original = ReadFile(source);
+  ASSERT_FALSE(original.empty());
+  struct Case {
+    const char* what;
+    std::string from;
+    std::string to;
+    std::uint32_t status;
+  };
+  const Case cases[] = {
+      {"copy", source, (folder / "copy.icd").string(), 0},
+      {"names that differ in case only", (folder / "MONO640.ICD").string(), source, 0},
+      {"a missing source", (folder / "absent.icd").string(), (folder / "copy2.icd").string(), 0xBFFF800B},
+      {"a destination that cannot be made", source, (folder / "no-such-folder" / "x.icd").string(), 0xBFFF8005},
+  };
+  for (const Case& c : cases) {
+    const std::int32_t status = cfgCopyFile(first, c.from.c_str(), c.to.c_str());
+    EXPECT_EQ(static_cast<std::uint32_t>(status), c.status) << c.what;
+    device.Note(std::string("copy file, ") + c.what, status);
+  }
+  // Missing names are empty names, locally as on a target.
+  const std::int32_t nullSource = cfgCopyFile(first, nullptr, (folder / "copy3.icd").c_str());
+  EXPECT_EQ(static_cast<std::uint32_t>(nullSource), 0xBFFF800Bu);
+  device.Note("copy file, a null source", nullSource);
+  const std::int32_t nullDestination = cfgCopyFile(first, source.c_str(), nullptr);
+  EXPECT_EQ(static_cast<std::uint32_t>(nullDestination), 0xBFFF8005u);
+  device.Note("copy file, a null destination", nullDestination);
+  const std::int32_t bothNull = cfgCopyFile(first, nullptr, nullptr);
+  EXPECT_EQ(bothNull, 0);  // the same (empty) name twice: nothing to do
+  device.Note("copy file, two null names", bothNull);
+  EXPECT_EQ(ReadFile(folder / "copy.icd"), original);
+  EXPECT_EQ(ReadFile(source), original);
+  // The destination is made before the source is opened.
+  EXPECT_TRUE(std::filesystem::exists(folder / "copy2.icd"));
+  EXPECT_EQ(std::filesystem::file_size(folder / "copy2.icd"), 0u);
+  device.Note("copy2.icd " + std::to_string(std::filesystem::file_size(folder / "copy2.icd")) + " bytes");
 }
 
 }  // namespace
