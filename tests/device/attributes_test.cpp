@@ -455,6 +455,16 @@ DEVICE_SCENARIO(RegistersAreReadAndWrittenByTheSerialNumber) {
   status = cfgWriteU32(id, 0, 0x42, 1, words);
   EXPECT_EQ(static_cast<std::uint32_t>(status), 0xBFF60002u);
   device.Note("write off the word", status);
+
+  // Values with nowhere to be: nothing is read or written.
+  Device::ClearCalls();
+  status = cfgReadU32(id, 0, 0x20, 2, nullptr);
+  EXPECT_EQ(static_cast<std::uint32_t>(status), 0xBFFF8007u);
+  device.Note("read into nothing", status);
+  status = cfgWriteU32(id, 0, 0x40, 2, nullptr);
+  EXPECT_EQ(static_cast<std::uint32_t>(status), 0xBFFF8007u);
+  device.Note("write from nothing", status);
+  EXPECT_EQ(Device::CallsWithoutErrorTexts(), std::vector<std::string>{});
 }
 
 // Texts of statuses: the driver's own first, then the library's table,
