@@ -75,7 +75,10 @@ Status LocalDeviceConfigSession::SetImageCompression(std::uint32_t type, std::ui
 }
 
 Status LocalDeviceConfigSession::CopyFile(const char* source, const char* destination) {
-  if (source == nullptr || destination == nullptr) return kBadPointer;
+  // A missing name is an empty one, as it arrives on a target where a
+  // remote client sent it: the copy then fails as the file cannot be opened.
+  if (source == nullptr) source = "";
+  if (destination == nullptr) destination = "";
   // Names that differ only in case are taken for the same file.
   if (strcasecmp(source, destination) == 0) return kSuccess;
   const int out = open(destination, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);

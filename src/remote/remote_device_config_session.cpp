@@ -208,6 +208,8 @@ Status RemoteDeviceConfigSession::SetAcquisitionFlags(std::uint32_t flags) {
 // The values travel as a raw array of u32 both ways.
 Status RemoteDeviceConfigSession::ReadU32(std::uint32_t space, std::uint32_t address, std::uint32_t count,
                                           std::uint32_t* values) {
+  // Nowhere to put the values: nothing is read, as WriteU32 sends nothing.
+  if (values == nullptr && count != 0) return kBadPointer;
   ScopedByteStream input;
   ScopedByteStream output;
   Status status = input->AppendU32(space);

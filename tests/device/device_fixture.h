@@ -17,12 +17,17 @@
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <map>
 #include <memory>
+#include <sstream>
 #include <string>
 #include <vector>
 
 #include "keldcfgc/keldcfgc.h"
 #include "keldsim/keldsim_control.h"
+#include "registry_file.h"
 #include "session/session_registry.h"
 #include "support_servers.h"
 
@@ -61,9 +66,10 @@ class Device {
       keldsimGetLastError(why, sizeof why);
       ADD_FAILURE() << "the simulated driver refused its description: " << why;
     }
+    registry_ = std::make_unique<RegistryFile>(folder_.string() + ".reg");
     if (side == Side::kRemote) {
       server_ = std::make_unique<testsupport::ServiceServer>();
-      registry_ = std::make_unique<testsupport::ScopedRegistryPort>(server_->port());
+      registry_->Set("RemotePort", server_->port());
     }
     // The board lists are cached per host: each device starts from the driver.
     cfgRefreshBoards(Host());
@@ -72,8 +78,8 @@ class Device {
   Device& operator=(const Device&) = delete;
   ~Device() {
     CloseAllSessions();
-    registry_.reset();
     server_.reset();
+    registry_.reset();
     std::error_code ignored;
     std::filesystem::remove_all(folder_, ignored);
   }
@@ -89,6 +95,84 @@ class Device {
   void Note(const std::string& what, std::int32_t status) { Note(what + " -> " + Hex(static_cast<std::uint32_t>(status))); }
   Transcript TakeTranscript() { return std::move(transcript_); }
 
+  // A DWORD value of the library's settings in the registry; the remote
+  // target, which runs in this process, reads the same registry.
+  void SetRegistryValue(const std::string& name, std::uint32_t value) { registry_->Set(name, value); }
+  void RemoveRegistryValue(const std::string& name) { registry_->Remove(name); }
+
+  // The driver's calls since the last clear: all of them, or one function's.
+  static std::vector<std::string> Calls() {
+    std::uint32_t size = 0;
+    keldsimGetCallLog(nullptr, &size);
+    std::string text(size + 1, '\0');
+    size = static_cast<std::uint32_t>(text.size());
+    keldsimGetCallLog(text.data(), &size);
+    std::vector<std::string> lines;
+    std::istringstream in(text.c_str());
+    for (std::string line; std::getline(in, line);) {
+      if (!line.empty()) lines.push_back(line);
+    }
+    return lines;
+  }
+  // The calls without those of the error texts (a remote client asks its own
+  // driver for those).
+  static std::vector<std::string> CallsWithoutErrorTexts() {
+    std::vector<std::string> lines;
+    for (std::string& line : Calls()) {
+      if (line != "kldShowError") lines.push_back(std::move(line));
+    }
+    return lines;
+  }
+  static std::uint32_t CallCount(const char* function) {
+    std::uint32_t count = 0;
+    keldsimGetCallCount(function, &count);
+    return count;
+  }
+  static void ClearCalls() { keldsimClearCallLog(); }
+
+  // The text a user gets for a status.
+  static std::string ErrorText(std::int32_t status) {
+    char text[256] = {};
+    cfgGetErrorText(static_cast<std::uint32_t>(status), text);
+    return text;
+  }
+
+  // The board list of the host as a user reads it, one line a board:
+  // name, serial, description, driver name and version word.
+  std::vector<std::string> Boards() {
+    std::vector<std::string> rows;
+    std::uint32_t count = 0;
+    const std::int32_t status = cfgGetBoardCount(Host(), &count);
+    if (status != 0) {
+      rows.push_back("count -> " + Hex(static_cast<std::uint32_t>(status)));
+      return rows;
+    }
+    for (std::uint32_t i = 0; i < count; ++i) {
+      char name[256] = {};
+      char description[256] = {};
+      char driver[256] = {};
+      std::uint32_t serial = 0;
+      std::uint32_t version = 0;
+      const std::int32_t queried =
+          cfgQueryBoard(Host(), i, name, sizeof name, &serial, description, sizeof description);
+      const std::int32_t driverQueried = cfgQueryBoardDriver(Host(), i, driver, sizeof driver, &version);
+      if (queried != 0 || driverQueried != 0) {
+        rows.push_back("query " + std::to_string(i) + " -> " + Hex(static_cast<std::uint32_t>(queried)) + " " +
+                       Hex(static_cast<std::uint32_t>(driverQueried)));
+        continue;
+      }
+      rows.push_back(std::string("'") + name + "' " + Hex(serial) + " '" + description + "' '" + driver + "' " +
+                     Hex(version));
+    }
+    return rows;
+  }
+  // The board list into the transcript.
+  void NoteBoards(const std::string& what) {
+    const std::vector<std::string> rows = Boards();
+    Note(what + ": " + std::to_string(rows.size()) + " rows");
+    for (const std::string& row : rows) Note("  " + row);
+  }
+
   // Opens a board by interface name; the id, or 0 with a failure noted.
   std::uint32_t Open(const char* interfaceName, std::uint32_t serial = 0) {
     std::uint32_t id = 0;
@@ -102,7 +186,7 @@ class Device {
   Side side_;
   std::filesystem::path folder_;
   std::unique_ptr<testsupport::ServiceServer> server_;
-  std::unique_ptr<testsupport::ScopedRegistryPort> registry_;
+  std::unique_ptr<RegistryFile> registry_;
   Transcript transcript_;
 };
 
@@ -111,33 +195,33 @@ class DeviceSessions : public ::testing::TestWithParam<Side> {};
 inline std::string SideParamName(const ::testing::TestParamInfo<Side>& info) { return SideName(info.param); }
 
 // Defines scenario `Name` (a function of a Device& that returns nothing),
-// its run over both sides and the agreement of the two transcripts, on the
-// simulated driver's built-in boards.
+// its run over both sides and the agreement of the two transcripts.
 #define DEVICE_SCENARIO(Name) DEVICE_SCENARIO_WITH(Name, nullptr)
 
-// The same on the boards of a JSON description.
-#define DEVICE_SCENARIO_WITH(Name, description)                            \
-  void Name(::keld::device::Device& device);                               \
-  TEST_P(DeviceSessions, Name) {                                           \
-    ::keld::device::Device device(GetParam(), description);                \
-    Name(device);                                                          \
-  }                                                                        \
-  TEST(DeviceSessionsAgree, Name) {                                        \
-    ::keld::device::Transcript local;                                      \
-    ::keld::device::Transcript remote;                                     \
-    {                                                                      \
+// The same on boards of the simulated driver's JSON `description` (a
+// constant text) instead of its built-in ones.
+#define DEVICE_SCENARIO_WITH(Name, description)                                \
+  void Name(::keld::device::Device& device);                                   \
+  TEST_P(DeviceSessions, Name) {                                               \
+    ::keld::device::Device device(GetParam(), description);                    \
+    Name(device);                                                              \
+  }                                                                            \
+  TEST(DeviceSessionsAgree, Name) {                                            \
+    ::keld::device::Transcript local;                                          \
+    ::keld::device::Transcript remote;                                         \
+    {                                                                          \
       ::keld::device::Device device(::keld::device::Side::kLocal, description);  \
-      Name(device);                                                      \
-      local = device.TakeTranscript();                                     \
-    }                                                                      \
-    {                                                                      \
+      Name(device);                                                            \
+      local = device.TakeTranscript();                                         \
+    }                                                                          \
+    {                                                                          \
       ::keld::device::Device device(::keld::device::Side::kRemote, description); \
-      Name(device);                                                      \
-      remote = device.TakeTranscript();                                    \
-    }                                                                      \
-    EXPECT_FALSE(local.empty());                                           \
-    EXPECT_EQ(local, remote);                                              \
-  }                                                                        \
+      Name(device);                                                            \
+      remote = device.TakeTranscript();                                        \
+    }                                                                          \
+    EXPECT_FALSE(local.empty());                                               \
+    EXPECT_EQ(local, remote);                                                  \
+  }                                                                            \
   void Name(::keld::device::Device& device)
 
 // A scenario run over both sides whose results differ by design between

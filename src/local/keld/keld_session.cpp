@@ -214,9 +214,12 @@ Status LocalKELDConfigSession::WriteAttributesToString(CFGString* text) {
 }
 
 // `count` reads of one register, 4 bytes each: how a status register is
-// sampled. The board is named by its serial number.
+// sampled. The board is named by its serial number. Values to read or write
+// need somewhere to be: without it nothing is done (a remote session
+// answers the same before it sends anything).
 Status LocalKELDConfigSession::ReadU32(std::uint32_t space, std::uint32_t address, std::uint32_t count,
                                        std::uint32_t* values) {
+  if (values == nullptr && count != 0) return kBadPointer;
   return DriverGuard([&]() -> Status {
     std::uint32_t serial = 0;
     Status status = KELD_DRIVER_CALL(kldGetAttribute, SessionId(), kSerialNumberKey, &serial);
@@ -229,6 +232,7 @@ Status LocalKELDConfigSession::ReadU32(std::uint32_t space, std::uint32_t addres
 
 Status LocalKELDConfigSession::WriteU32(std::uint32_t space, std::uint32_t address, std::uint32_t count,
                                         const std::uint32_t* values) {
+  if (values == nullptr && count != 0) return kBadPointer;
   return DriverGuard([&]() -> Status {
     std::uint32_t serial = 0;
     Status status = KELD_DRIVER_CALL(kldGetAttribute, SessionId(), kSerialNumberKey, &serial);

@@ -9,7 +9,9 @@
  *
  * Where the description comes from, unless keldsimResetWith names it:
  *   KELDSIM_CONFIG  path of a JSON description of the boards; without it the
- *                   built-in description (three boards) is used.
+ *                   description installed beside the driver
+ *                   (keldcfgc/keld/boards.json), else the same one built in
+ *                   (three boards).
  *   KELDSIM_DATA    data folder; without it $XDG_DATA_HOME/keldsim, else
  *                   $HOME/.local/share/keldsim, else /tmp/keldsim-<uid>.
  * The description and the data folder are read at the first call of any

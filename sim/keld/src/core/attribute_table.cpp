@@ -53,7 +53,7 @@ constexpr AttributeDef kDefs[] = {
   {key::kWindowLeft, type::kU32, kConfiguration, kCameraFile, false, kAll, 0, 16383, "Window left"},
   {key::kWindowWidth, type::kU32, kConfiguration, kCameraFile, false, kAll, 1, 16384, "Window width"},
   {key::kWindowHeight, type::kU32, kConfiguration, kCameraFile, false, kAll, 1, 16384, "Window height"},
-  {key::kWindowRect, type::kRect, kConfiguration, kNo, false, kAll, 0, 16384, "Window"},
+  {key::kWindowRect, type::kRect, kConfiguration, kNo, false, kAll, 0, 32768, "Window"},
   {key::kFrameRate, type::kF64, kConfiguration, kCameraFile, false, kAll, 0, 1000, "Frame rate"},
   {key::kAcquisitionModeSetting, type::kU32, kConfiguration, kCameraFile, false, kAll, 0, 1, "Mode setting"},
   {key::kBayerPattern, type::kU32, kConfiguration, kCameraFile, false, kAll, 0, kU32Max, "Bayer pattern"},

@@ -7,6 +7,7 @@
 #include <set>
 
 #include "core/text_file.h"
+#include "keldsim_generated/builtin_description.h"
 
 namespace keldsim {
 namespace {
@@ -25,19 +26,6 @@ constexpr PciRow kPciTable[] = {
     {0xD1097A5E, "OD PCI-7106"}, {0xD10A7A5E, "OD PXB-7106"}, {0xD10B7A5E, "OD PCI-7107"}, {0xD10C7A5E, "OD PXB-7107"},
     {0xD10D7A5E, "OD PCI-7110"}, {0xD10E7A5E, "OD PXB-7110"},
 };
-
-// The built-in description leaves the version word to the variant.
-constexpr std::string_view kBuiltIn = R"({
-  "boards": [
-    { "serial": "0x00A10001", "model": "OD PCIe-7109", "pci_id": "0xD1117A5E", "type": "0x7109",
-      "units": 2, "ports": 2, "interface_types": "0x4", "revision": 3 },
-    { "serial": "0x00A10002", "model": "OD PCI-7105", "type": "0x7105",
-      "units": 1, "ports": 2, "interface_types": "0x3" },
-    { "serial": "0x00A10003", "model": "OD PXB-7107", "type": "0x7107",
-      "units": 1, "ports": 1, "interface_types": "0x2", "revision": 2 }
-  ],
-  "failed_boards": []
-})";
 
 struct ParseError {
   std::string text;
@@ -175,7 +163,8 @@ BoardDescription ReadBoard(const json& object) {
 
 }  // namespace
 
-std::string_view BuiltInDescription() { return kBuiltIn; }
+// The built-in description leaves the version word to the variant.
+std::string_view BuiltInDescription() { return kBuiltInDescription; }
 
 std::string_view ModelOfPciId(std::uint32_t pciId) {
   for (const auto& row : kPciTable) {

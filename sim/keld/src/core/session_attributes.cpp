@@ -205,10 +205,16 @@ Status Session::GetAttribute(std::uint32_t attributeKey, void* out) {
       }
       break;
     }
-    case key::kWindowRect:
-      value = std::vector<std::uint32_t>{
-          U32(key::kWindowLeft), U32(key::kWindowTop), U32(key::kWindowWidth), U32(key::kWindowHeight), 1, 1};
+    case key::kWindowRect: {
+      // As the configuration library holds a rectangle: origin and extent
+      // across, origin and extent down, then the two ends.
+      const std::uint32_t left = U32(key::kWindowLeft);
+      const std::uint32_t top = U32(key::kWindowTop);
+      const std::uint32_t width = U32(key::kWindowWidth);
+      const std::uint32_t height = U32(key::kWindowHeight);
+      value = std::vector<std::uint32_t>{left, width, top, height, left + width, top + height};
       break;
+    }
     default: {
       const auto found = values_.find(def->key);
       if (found == values_.end()) return st::kAttributeNotSupported;
@@ -257,15 +263,17 @@ Status Session::SetAttribute(std::uint32_t attributeKey, const void* in) {
       break;
     }
     case key::kWindowRect: {
+      // Left, width, top, height, and the ends left + width and top + height.
       const auto& rect = std::get<std::vector<std::uint32_t>>(value);
-      if (rect[0] >= camera_.width || rect[1] >= camera_.height || rect[2] < 1 || rect[2] > camera_.width ||
-          rect[3] < 1 || rect[3] > camera_.height || rect[4] != 1 || rect[5] != 1) {
+      const std::uint32_t left = rect[0], width = rect[1], top = rect[2], height = rect[3];
+      if (left >= camera_.width || top >= camera_.height || width < 1 || width > camera_.width || height < 1 ||
+          height > camera_.height || rect[4] != left + width || rect[5] != top + height) {
         return st::kAttributeOutOfRange;
       }
-      values_[key::kWindowLeft] = rect[0];
-      values_[key::kWindowTop] = rect[1];
-      values_[key::kWindowWidth] = rect[2];
-      values_[key::kWindowHeight] = rect[3];
+      values_[key::kWindowLeft] = left;
+      values_[key::kWindowTop] = top;
+      values_[key::kWindowWidth] = width;
+      values_[key::kWindowHeight] = height;
       return st::kOk;
     }
     case key::kPortCameraFile: {

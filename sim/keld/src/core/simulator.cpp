@@ -1,5 +1,6 @@
 #include "core/simulator.h"
 
+#include <dlfcn.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -25,6 +26,7 @@ constexpr std::uint32_t kPulseIds = 0x40000000;
 constexpr std::size_t kCallLogLength = 100000;
 constexpr const char* kActiveFilesName = ".keldsim-active";
 constexpr std::uint32_t kUnitNamesFrom = 0x03500000;
+constexpr const char* kDescriptionName = "boards.json";
 
 // Copies a text into one of the driver's 520-byte path buffers.
 Status CopyPath(const std::string& text, char* out) {
@@ -32,6 +34,19 @@ Status CopyPath(const std::string& text, char* out) {
   if (text.size() >= 520) return st::kBufferTooSmall;
   std::memcpy(out, text.c_str(), text.size() + 1);
   return st::kOk;
+}
+
+// The description installed with the driver, in its data folder beside the
+// driver's own file; empty where there is none.
+std::string InstalledDescriptionPath() {
+  if (kVariant.dataSubdir == nullptr) return {};
+  Dl_info info{};
+  if (dladdr(reinterpret_cast<void*>(&InstalledDescriptionPath), &info) == 0 || info.dli_fname == nullptr) return {};
+  std::error_code failure;
+  const fs::path library = fs::canonical(info.dli_fname, failure);
+  if (failure) return {};
+  const fs::path description = library.parent_path() / kVariant.dataSubdir / kDescriptionName;
+  return fs::is_regular_file(description, failure) ? description.string() : std::string();
 }
 
 }  // namespace
@@ -106,6 +121,11 @@ Status Simulator::LoadLocked(const char* descriptionJson, const char* dataFolder
   } else if (const char* path = std::getenv("KELDSIM_CONFIG"); path != nullptr && path[0] != '\0') {
     if (!ReadWholeFile(path, text)) {
       loadError_ = std::string("cannot read the description ") + path;
+      return loadStatus_ = st::kDescription;
+    }
+  } else if (const std::string installed = InstalledDescriptionPath(); !installed.empty()) {
+    if (!ReadWholeFile(installed, text)) {
+      loadError_ = "cannot read the description " + installed;
       return loadStatus_ = st::kDescription;
     }
   } else {

@@ -36,6 +36,9 @@ struct Variant {
   std::uint32_t highestVersion;  // the highest
   const char* const* missing;    // entry points this variant does not have
   std::size_t missingCount;
+  // Folder of the driver's installed data, relative to the folder of the
+  // driver itself, or null for a variant that is not installed.
+  const char* dataSubdir;
 };
 extern const Variant kVariant;
 
