@@ -112,22 +112,26 @@ inline std::string SideParamName(const ::testing::TestParamInfo<Side>& info) { r
 
 // Defines scenario `Name` (a function of a Device& that returns nothing),
 // its run over both sides and the agreement of the two transcripts.
-#define DEVICE_SCENARIO(Name)                                              \
+#define DEVICE_SCENARIO(Name) DEVICE_SCENARIO_WITH(Name, nullptr)
+
+// The same over the simulated driver's JSON `description` (boards, driver
+// version) in place of its built-in one.
+#define DEVICE_SCENARIO_WITH(Name, description)                            \
   void Name(::keld::device::Device& device);                               \
   TEST_P(DeviceSessions, Name) {                                           \
-    ::keld::device::Device device(GetParam());                             \
+    ::keld::device::Device device(GetParam(), description);                \
     Name(device);                                                          \
   }                                                                        \
   TEST(DeviceSessionsAgree, Name) {                                        \
     ::keld::device::Transcript local;                                      \
     ::keld::device::Transcript remote;                                     \
     {                                                                      \
-      ::keld::device::Device device(::keld::device::Side::kLocal);         \
+      ::keld::device::Device device(::keld::device::Side::kLocal, description); \
       Name(device);                                                        \
       local = device.TakeTranscript();                                     \
     }                                                                      \
     {                                                                      \
-      ::keld::device::Device device(::keld::device::Side::kRemote);        \
+      ::keld::device::Device device(::keld::device::Side::kRemote, description); \
       Name(device);                                                        \
       remote = device.TakeTranscript();                                    \
     }                                                                      \
