@@ -322,7 +322,9 @@ Status LocalKELDConfigSession::CopyImage(std::uint32_t* number, Image* image) {
                                   carrier.GetWidth(), target->GetFirstPixel(), target->GetLineWidth(), 3u, &found,
                                   &bufferStatus);
       }
-      *number = status == kSuccess ? found : 0;
+      // The number the driver gives, also with a failure it reports for a
+      // buffer (a failed transfer names its buffer); 0 where it gives none.
+      *number = found;
     } else {
       // Buffers by their index in the list; there must be a list.
       if (bufferCount == 0) return kSessionNotConfigured;
