@@ -96,7 +96,7 @@ TEST_F(AcquisitionTest, ColourCameraDeliversRgb32) {
 // from the sensor's pattern and the parity of the window's offsets.
 TEST_F(AcquisitionTest, RawBayerWindowDecodesWithThePatternOfItsOffsets) {
   const uint32_t sid = Open(ClaimInterface(kBoard7109));  // bayer1280, pattern 0
-  const uint32_t rect[6] = {3, 1, 640, 480, 1, 1};        // left 3, top 1
+  const uint32_t rect[6] = {3, 640, 1, 480, 643, 481};    // left 3, top 1
   ASSERT_EQ(Configure(sid, 0x3FF601A8, rect), kOk);
   EXPECT_EQ(U32(sid, 0x3FF601CB), 0u);  // the sensor's pattern, whatever the window
   const auto raw = Snap(sid, 640, 480, 1);
@@ -129,7 +129,7 @@ Noise = 2
   WriteText(folder_ / "bayer10.icd", camera);
   const uint32_t sid = OpenWithCamera(kBoard7109, "bayer10.icd");
   const CameraKind kind{64, 48, 7, 10, 3, 2};
-  const uint32_t rect[6] = {0, 1, 64, 47, 1, 1};  // one line down
+  const uint32_t rect[6] = {0, 64, 1, 47, 64, 48};  // one line down
   ASSERT_EQ(Configure(sid, 0x3FF601A8, rect), kOk);
   const auto image = Snap(sid, 64, 47, 2);
   EXPECT_TRUE(SameImage(Expected(kind, 0, 1, 0, 64, 47), image.data(), 64, 47, 2, 64));

@@ -107,7 +107,7 @@ TEST_F(AttributesTest, ValuesOfEveryTypeAreWrittenAndReadBack) {
   ASSERT_EQ(kldGetAttribute(sid, 0x3FF60320, waveBack), kOk);
   EXPECT_EQ(std::vector<uint32_t>(waveBack, waveBack + 32), std::vector<uint32_t>(waveform, waveform + 32));
 
-  const uint32_t rect[6] = {100, 50, 640, 480, 1, 1};  // left, top, width, height, steps
+  const uint32_t rect[6] = {100, 640, 50, 480, 740, 530};  // left, width, top, height, and the ends
   ASSERT_EQ(Configure(sid, 0x3FF601A8, rect), kOk);
   EXPECT_EQ(U32(sid, 0x3FF60069), 100u);
   EXPECT_EQ(U32(sid, 0x3FF60068), 50u);
@@ -138,7 +138,7 @@ TEST_F(AttributesTest, ValuesOutsideTheirRangeAreRefused) {
   }
   const uint32_t none = 0xFFFFFFFF;
   EXPECT_EQ(kldSetAttributeFromVoidPtr(sid, 0x3FF601CB, &none), kOk);
-  const uint32_t badRect[6] = {0, 0, 640, 480, 2, 1};
+  const uint32_t badRect[6] = {0, 640, 0, 480, 641, 480};  // an end that is not origin + extent
   EXPECT_EQ(kldSetAttributeFromVoidPtr(sid, 0x3FF601A8, badRect), kOutOfRange);
   char unterminated[512];
   std::memset(unterminated, 'a', sizeof unterminated);

@@ -14,7 +14,7 @@ TEST_F(ConfigTest, CameraConfigurationIsStoredAndLoadedAgain) {
   const uint32_t sid = Open(ClaimInterface(kBoard7109));
   const double red = 1.5;
   ASSERT_EQ(kldSetAttributeFromVoidPtr(sid, 0x3FF601CC, &red), kOk);
-  const uint32_t rect[6] = {0, 3, 1280, 1000, 1, 1};
+  const uint32_t rect[6] = {0, 1280, 3, 1000, 1280, 1003};
   ASSERT_EQ(Configure(sid, 0x3FF601A8, rect), kOk);
   ASSERT_EQ(kldSetCameraAttributeNumeric(sid, "Exposure Time", 1000.0), kOk);
   ASSERT_EQ(odkelduStoreCameraConfig(sid, "mine.icd"), kOk);

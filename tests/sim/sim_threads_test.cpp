@@ -88,7 +88,7 @@ TEST_F(SimThreadsTest, BothUnitsOfABoardAcquireAtOnce) {
     const uint32_t sid = Open(name + "::" + std::to_string(unit));
     const double rate = 1000.0;
     ASSERT_EQ(Configure(sid, 0x3FF600D9, rate), kOk);
-    const uint32_t rect[6] = {0, 0, 64, 32, 1, 1};
+    const uint32_t rect[6] = {0, 64, 0, 32, 64, 32};
     ASSERT_EQ(Configure(sid, 0x3FF601A8, rect), kOk);
     units.emplace_back([sid, unit, &found, &statuses] {
       std::vector<void*> buffers(3, nullptr);

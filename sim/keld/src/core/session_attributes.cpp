@@ -205,10 +205,14 @@ Status Session::GetAttribute(std::uint32_t attributeKey, void* out) {
       }
       break;
     }
-    case key::kWindowRect:
-      value = std::vector<std::uint32_t>{
-          U32(key::kWindowLeft), U32(key::kWindowTop), U32(key::kWindowWidth), U32(key::kWindowHeight), 1, 1};
+    case key::kWindowRect: {
+      // Origin and extent of each dimension, then the two ends: left,
+      // width, top, height, left + width, top + height.
+      const std::uint32_t left = U32(key::kWindowLeft), top = U32(key::kWindowTop);
+      const std::uint32_t width = U32(key::kWindowWidth), height = U32(key::kWindowHeight);
+      value = std::vector<std::uint32_t>{left, width, top, height, left + width, top + height};
       break;
+    }
     default: {
       const auto found = values_.find(def->key);
       if (found == values_.end()) return st::kAttributeNotSupported;
@@ -258,13 +262,15 @@ Status Session::SetAttribute(std::uint32_t attributeKey, const void* in) {
     }
     case key::kWindowRect: {
       const auto& rect = std::get<std::vector<std::uint32_t>>(value);
-      if (rect[0] >= camera_.width || rect[1] >= camera_.height || rect[2] < 1 || rect[2] > camera_.width ||
-          rect[3] < 1 || rect[3] > camera_.height || rect[4] != 1 || rect[5] != 1) {
+      // Left, width, top, height, and the two ends, which must agree.
+      if (rect[0] >= camera_.width || rect[2] >= camera_.height || rect[1] < 1 || rect[1] > camera_.width ||
+          rect[3] < 1 || rect[3] > camera_.height || rect[4] != std::uint64_t{rect[0]} + rect[1] ||
+          rect[5] != std::uint64_t{rect[2]} + rect[3]) {
         return st::kAttributeOutOfRange;
       }
       values_[key::kWindowLeft] = rect[0];
-      values_[key::kWindowTop] = rect[1];
-      values_[key::kWindowWidth] = rect[2];
+      values_[key::kWindowWidth] = rect[1];
+      values_[key::kWindowTop] = rect[2];
       values_[key::kWindowHeight] = rect[3];
       return st::kOk;
     }
