@@ -244,5 +244,41 @@ DEVICE_SCENARIO(LostFramesLeaveAGapBetweenGrabs) {
   Expect(device, "stop", cfgStopAcquisition(id), 0);
 }
 
+
+// Grabs through the target's thread in each compression type: types 0 and
+// 1 bring every pixel, type 2 (JPEG) frames within the tolerance of a lossy
+// code. The compression is the process's: the default goes back at the end.
+DEVICE_SCENARIO(GrabsInEveryCompression) {
+  const std::uint32_t id = OpenWithCamera(device, FastMono640(), "fast mono640");
+  ASSERT_NE(id, 0u);
+  TestImage image;
+  // JPEG first: the counter in the first pixels does not survive it, and on
+  // the first set-up of a session the frame is the buffer number.
+  for (const std::uint32_t type : {2u, 0u, 1u}) {
+    Expect(device, "compression " + std::to_string(type), cfgSetImageCompression(id, type, 750), 0);
+    Expect(device, "setup", cfgSetupGrab(id, kWithImage), 0);
+    if (type != 2 || !device.remote()) {
+      GrabFrames(device, id, image, 5, false, kMono640);
+    } else {
+      std::uint32_t previous = 0;
+      for (int i = 0; i < 3; ++i) {
+        std::uint32_t number = 0;
+        const std::int32_t status = cfgGrabImage(id, &number, image);
+        EXPECT_EQ(status, 0);
+        EXPECT_GE(number, previous);
+        previous = number;
+        EXPECT_EQ(WidthOf(image), 640u);
+        EXPECT_EQ(TypeOf(image), static_cast<std::uint32_t>(ODV_U8));
+        const Difference difference =
+            Compare(PixelsOf(image), keldsim_test::Expected(kMono640, number, 0, 0, 640, 480));
+        EXPECT_LT(difference.mean, 4.0) << "grab of number " << number << " in JPEG";
+      }
+      device.Note("5 grabs, each the frame of its number");
+    }
+    Expect(device, "stop", cfgStopAcquisition(id), 0);
+  }
+  Expect(device, "default compression", cfgSetImageCompression(id, 1, 750), 0);
+}
+
 }  // namespace
 }  // namespace keld::device
