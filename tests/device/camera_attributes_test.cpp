@@ -141,7 +141,13 @@ DEVICE_SCENARIO(ListsTheCameraAttributeTree) {
   const std::uint32_t id = device.Open("img0");
   ASSERT_NE(id, 0u);
   ASSERT_EQ(LoadCamera(device, id, TreeCamera().Text().c_str(), "tree"), 0);
+  EXPECT_EQ(keldsimClearCallLog(), 0u);
   const auto rows = Rows(device, id);
+  // Each string attribute is asked for the children of its value, the one
+  // without values too.
+  std::uint32_t asked = 0;
+  EXPECT_EQ(keldsimGetCallCount("odkelduCameraAttributeGetNumChildren", &asked), 0u);
+  EXPECT_EQ(asked, 3u);
   const std::vector<std::string> expected = {
       "Mode [string] 2 values, now \"Line\"",
       "  Area [value 2]",

@@ -199,5 +199,28 @@ DEVICE_SCENARIO(SnapFailsWhereTheImageSizeCannotBeRead) {
   EXPECT_EQ(snaps, 0u);
 }
 
+
+// Operations this session does not serve, and a snap without an image: a
+// local snap has nowhere to put the frame, a remote one nowhere to read
+// the reply into.
+DEVICE_SCENARIO(WhatTheFrameGrabberSessionDoesNotServe) {
+  const std::uint32_t id = device.Open("img1");
+  ASSERT_NE(id, 0u);
+  std::uint32_t supported = 7;
+  const std::int32_t ring = cfgSupportsRingAcquisition(id, 0, &supported);
+  EXPECT_EQ(static_cast<std::uint32_t>(ring), 0xBFFF8011u);
+  device.Note("supports ring acquisition", ring);
+  const std::int32_t lut = cfgCalculateBayerColorLUT(id);
+  EXPECT_EQ(static_cast<std::uint32_t>(lut), 0xBFFF8011u);
+  device.Note("Bayer colour table", lut);
+  const std::int32_t snap = cfgSnapImage(id, kWithImage, nullptr);
+  EXPECT_NE(snap, 0);
+  device.Note("snap into no image " + std::string(snap != 0 ? "fails" : "succeeds"));
+  std::uint32_t type = 0;
+  const std::int32_t compression = cfgGetImageCompression(id, &type, nullptr);
+  EXPECT_EQ(static_cast<std::uint32_t>(compression), 0xBFFF8007u);
+  device.Note("compression without an output", compression);
+}
+
 }  // namespace
 }  // namespace keld::device
