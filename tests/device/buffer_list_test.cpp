@@ -275,5 +275,54 @@ DEVICE_SCENARIO(ASequenceOfTheDriversBuffers) {
   Expect(device, "sequence without a table", cfgKELDSequenceSetup(id, 4, nullptr, 0, 0), 0xBFFF8007);
 }
 
+
+// A raw Bayer camera whose copies come decoded: bit 4 of the session's
+// flags (here from cfgSetAcquisitionFlags) asks for colour, and each copy
+// is the image library's decoding of the frame of its number.
+void CopyDecodedBayerFrames(Device& device, const char* name) {
+  const std::uint32_t id = device.Open(name);
+  ASSERT_NE(id, 0u);
+  CameraText camera;
+  camera.model = "Small Bayer";
+  camera.width = 320;
+  camera.height = 240;
+  camera.bayer = "1";
+  ASSERT_EQ(LoadCamera(device, id, camera.Text().c_str(), "small bayer"), 0);
+  const keldsim_test::CameraKind kind{320, 240, 0, 8, 1, 0};
+  Expect(device, "flags: decode", cfgSetAcquisitionFlags(id, kDecodeBayer), 0);
+  Expect(device, "configure", cfgConfigureAcquisition(id, 1, 3), 0);
+  Expect(device, "start", cfgStartAcquisition(id), 0);
+  TestImage image;
+  std::vector<std::uint8_t> colour(std::size_t{320} * 240 * 4);
+  for (std::uint32_t n = 0; n < 4; ++n) {
+    std::uint32_t number = n;
+    const std::int32_t status = cfgCopyImage(id, &number, image);
+    EXPECT_EQ(status, 0);
+    EXPECT_EQ(number, n);
+    EXPECT_EQ(TypeOf(image), static_cast<std::uint32_t>(ODV_RGB32));
+    const auto raw = keldsim_test::Expected(kind, n, 0, 0, 320, 240);
+    EXPECT_EQ(Gen_BayerColorDecode2(colour.data(), raw.data(), 240, 320, 320, 320, 1, 8, 0, 1, ODV_RGB32, 1.0, 1.0, 1.0),
+              0u);
+    EXPECT_TRUE(PixelsOf(image) == colour) << "copy " << n << " is not frame " << n << " decoded";
+    device.Note("copy " + std::to_string(n) + " -> " + std::to_string(number) + " " + Describe(image), status);
+  }
+  Expect(device, "stop", cfgStopAcquisition(id), 0);
+  Expect(device, "unconfigure", cfgUnconfigureAcquisition(id), 0);
+  // Without the bit the raw mosaic comes.
+  Expect(device, "flags: none", cfgSetAcquisitionFlags(id, 0), 0);
+  Expect(device, "configure", cfgConfigureAcquisition(id, 1, 3), 0);
+  Expect(device, "start", cfgStartAcquisition(id), 0);
+  std::uint32_t number = 0;
+  Expect(device, "copy raw", cfgCopyImage(id, &number, image), 0);
+  EXPECT_EQ(TypeOf(image), static_cast<std::uint32_t>(ODV_U8));
+  EXPECT_EQ(CounterOf(image), 4u);
+  Expect(device, "unconfigure", cfgUnconfigureAcquisition(id), 0);
+}
+
+DEVICE_SCENARIO(CopiesBayerFramesDecoded) { CopyDecodedBayerFrames(device, "img1"); }
+DEVICE_SCENARIO_WITH(CopiesBayerFramesDecodedOnA380Driver, ONE_BOARD("0x03800000")) {
+  CopyDecodedBayerFrames(device, "img0");
+}
+
 }  // namespace
 }  // namespace keld::device

@@ -141,5 +141,42 @@ DEVICE_SCENARIO(CopiesInEveryCompression) {
   EXPECT_EQ(cfgUnconfigureAcquisition(id), 0);
 }
 
+
+// Both wire forms of an image: a configured acquisition copies in the
+// stream form of the image library, flags set to 0 afterwards in the older
+// record form; each in every compression type.
+DEVICE_SCENARIO(CopiesInBothWireForms) {
+  const std::uint32_t id = device.Open("img1");
+  ASSERT_NE(id, 0u);
+  DefaultCompressionAfterwards restore(id);
+  ASSERT_EQ(LoadCamera(device, id, FastMono640().Text().c_str(), "fast mono640"), 0);
+  const std::int32_t configured = cfgConfigureAcquisition(id, 1, 3);
+  EXPECT_EQ(configured, 0);
+  device.Note("configure", configured);
+  const std::int32_t started = cfgStartAcquisition(id);
+  EXPECT_EQ(started, 0);
+  device.Note("start", started);
+  TestImage image;
+  std::uint32_t number = 0;
+  for (const char* form : {"stream form", "record form"}) {
+    if (std::string(form) == "record form") {
+      const std::int32_t flags = cfgSetAcquisitionFlags(id, 0);
+      EXPECT_EQ(flags, 0);
+      device.Note("flags 0", flags);
+    }
+    for (const std::uint32_t type : {0u, 1u, 2u}) {
+      SetCompression(device, id, type);
+      std::uint32_t asked = number;
+      const std::int32_t status = cfgCopyImage(id, &asked, image);
+      EXPECT_EQ(status, 0);
+      EXPECT_EQ(asked, number);
+      device.Note(std::string(form) + ", copy " + std::to_string(number), status);
+      if (status == 0) CheckFrame(device, image, keldsim_test::kMono640, number, type);
+      ++number;
+    }
+  }
+  EXPECT_EQ(cfgUnconfigureAcquisition(id), 0);
+}
+
 }  // namespace
 }  // namespace keld::device
