@@ -5,7 +5,9 @@
 // camera's exposure.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
+#include <cstdlib>
 #include <string>
 
 #include "camera_texts.h"
@@ -292,6 +294,35 @@ DEVICE_SCENARIO(AutoExposureSetsTheCamerasExposure) {
   // A camera without an exposure time.
   ASSERT_EQ(LoadCamera(device, id, FastMono640().Text().c_str(), "fast mono640 without attributes"), 0);
   Expect(device, "auto exposure", cfgAutoExposure(id, &first, &second), 0xBFF6001F);
+}
+
+
+// A 10-bit raw Bayer camera in 16-bit pixels: the decoding takes the
+// camera's bit depth and gives 8-bit colour, the chart within one level.
+DEVICE_SCENARIO(ATenBitChartDecodesToItsColours) {
+  const std::uint32_t id = device.Open("img0");
+  ASSERT_NE(id, 0u);
+  CameraText camera = ChartBayer("2");
+  camera.imageType = 7;
+  camera.bitDepth = 10;
+  ASSERT_EQ(LoadCamera(device, id, camera.Text().c_str(), "10-bit chart"), 0);
+  TestImage raw;
+  Expect(device, "snap raw", cfgSnapImage(id, kWithImage, raw), 0);
+  EXPECT_EQ(TypeOf(raw), static_cast<std::uint32_t>(ODV_U16));
+  EXPECT_EQ(DepthOf(raw), 10u);
+  TestImage image;
+  Expect(device, "snap decoded", cfgSnapImage(id, kWithImage | kDecodeBayer, image), 0);
+  EXPECT_EQ(TypeOf(image), static_cast<std::uint32_t>(ODV_RGB32));
+  int worst = 0;
+  for (std::uint32_t patch = 0; patch < 8; ++patch) {
+    const std::uint32_t x = (patch % 4) * 64 + 32;
+    const std::uint32_t y = (patch / 4) * 64 + 32;
+    const std::uint8_t* pixel = PixelOf(image, x, y);
+    ASSERT_NE(pixel, nullptr);
+    for (int c = 0; c < 3; ++c) worst = std::max(worst, std::abs(int{pixel[2 - c]} - int{kChart[patch][c]}));
+  }
+  EXPECT_LE(worst, 1);
+  device.Note("largest difference from the chart " + std::to_string(worst) + ", " + Describe(image));
 }
 
 }  // namespace
