@@ -1,20 +1,28 @@
 #!/usr/bin/env bash
 # Installs what the project needs, builds, and runs the main job: the tool
-# reports the library's version and a few status texts, then starts the
-# target server keldcfgd on loopback and asks it for its version and the MTU
-# of the loopback adapter, directly and through the service locator.
+# reports the library's version and a few status texts, snaps a colour frame
+# from the simulated Bayer camera of board img0 into build/frame.png and
+# grabs 100 frames from board img1, then starts the target server keldcfgd
+# on loopback and asks it for its version and the MTU of the loopback
+# adapter, directly and through the service locator, and grabs through it.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 bash scripts/setup.sh
 bash scripts/build.sh none
 bin=./build/bin
+# The simulated driver's boards keep their files in a folder of this run.
+KELDSIM_DATA=$(mktemp -d)
+export KELDSIM_DATA
+trap 'rm -rf "$KELDSIM_DATA"' EXIT
 $bin/keldcfg version
 $bin/keldcfg error 0 0xBFFF8009 0xBFFF8011 0xBFFF8010
+$bin/keldcfg snap --board img0 build/frame.png
+$bin/keldcfg grab --board img1 --count 100
 
 locator_port=3580
 $bin/keldcfgd --listen 127.0.0.1:7750 --locator --target demo --log-level error &
 server=$!
-trap 'kill -TERM $server 2>/dev/null; wait $server 2>/dev/null || true' EXIT
+trap 'kill -TERM $server 2>/dev/null; wait $server 2>/dev/null || true; rm -rf "$KELDSIM_DATA"' EXIT
 for _ in $(seq 50); do
   $bin/keldcfg version --host localhost >/dev/null 2>&1 && break
   sleep 0.1
@@ -22,4 +30,5 @@ done
 $bin/keldcfg version --host localhost
 $bin/keldcfg version --host 127.0.0.1::demo
 $bin/keldcfg mtu --host localhost lo
+$bin/keldcfg grab --host localhost --board img1 --count 100 --quiet
 echo "locator answered on TCP $locator_port; stopping keldcfgd"

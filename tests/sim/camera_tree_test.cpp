@@ -167,5 +167,53 @@ TEST_F(CameraTreeTest, TreeOfAnotherCameraAndOfNone) {
   EXPECT_EQ(count, 2u);
 }
 
+
+// A string attribute that offers no values: its value is empty and opens
+// nothing; no value can be set.
+TEST_F(CameraTreeTest, AStringAttributeWithoutValues) {
+  WriteText(folder_ / "novalues.icd", R"([Camera]
+Model = Lens only
+InterfaceTypes = 0x4
+Width = 64
+Height = 48
+ImageType = 0
+BitDepth = 8
+[Attribute Lens]
+Kind = string
+Values =
+)");
+  const uint32_t sid = OpenWithCamera(kBoard7109, "novalues.icd");
+  uint32_t count = 0;
+  ASSERT_EQ(odkelduCameraAttributeGetNumRoots(sid, &count), kOk);
+  ASSERT_EQ(count, 1u);
+  uint32_t lens = 0;
+  ASSERT_EQ(odkelduCameraAttributeGetRootIds(sid, &lens), kOk);
+  uint32_t values = 99;
+  EXPECT_EQ(odkelduCameraAttributeGetNumValues(sid, lens, &values), kOk);
+  EXPECT_EQ(values, 0u);
+  char current[256] = "x";
+  EXPECT_EQ(kldGetCameraAttributeString(sid, "Lens", current, sizeof current), kOk);
+  EXPECT_STREQ(current, "");
+  uint32_t children = 99;
+  EXPECT_EQ(odkelduCameraAttributeGetNumChildren(sid, lens, "", &children), kOk);
+  EXPECT_EQ(children, 0u);
+  EXPECT_EQ(kldSetCameraAttributeString(sid, "Lens", "Wide"), kCameraAttributeValue);
+  // A default or value without values to choose from is not a camera file.
+  WriteText(folder_ / "defaulted.icd", R"([Camera]
+Model = Lens only
+InterfaceTypes = 0x4
+Width = 64
+Height = 48
+ImageType = 0
+BitDepth = 8
+[Attribute Lens]
+Kind = string
+Values =
+Default = Wide
+)");
+  ASSERT_EQ(odkelduChangeExecutionState(sid, 16), kOk);
+  EXPECT_NE(odkelduLoadCameraConfig(sid, "defaulted.icd"), kOk);
+}
+
 }  // namespace
 }  // namespace keldsim_test

@@ -115,5 +115,25 @@ TEST_F(ControlTest, DescriptionSetsBoardTestResults) {
   EXPECT_EQ(result, 4u);
 }
 
+
+// The session on an acquisition unit, for tests that open it through the
+// library; 0 where none is open.
+TEST_F(ControlTest, NamesTheSessionOnAnAcquisitionUnit) {
+  uint32_t sid = 99;
+  EXPECT_EQ(keldsimGetUnitSession(kBoard7109, 1, &sid), kOk);
+  EXPECT_EQ(sid, 0u);
+  const uint32_t opened = Open(ClaimInterface(kBoard7109) + "::1");
+  EXPECT_EQ(keldsimGetUnitSession(kBoard7109, 1, &sid), kOk);
+  EXPECT_EQ(sid, opened);
+  EXPECT_EQ(keldsimGetUnitSession(kBoard7109, 0, &sid), kOk);
+  EXPECT_EQ(sid, 0u);
+  EXPECT_EQ(kldClose(opened, 1), kOk);
+  EXPECT_EQ(keldsimGetUnitSession(kBoard7109, 1, &sid), kOk);
+  EXPECT_EQ(sid, 0u);
+  EXPECT_EQ(keldsimGetUnitSession(kBoard7109, 2, &sid), kInvalidArgument);
+  EXPECT_EQ(keldsimGetUnitSession(0x12345678, 0, &sid), kBoardNotFound);
+  EXPECT_EQ(keldsimGetUnitSession(kBoard7109, 0, nullptr), kInvalidArgument);
+}
+
 }  // namespace
 }  // namespace keldsim_test

@@ -322,7 +322,9 @@ Status LocalKELDConfigSession::CopyImage(std::uint32_t* number, Image* image) {
                                   carrier.GetWidth(), target->GetFirstPixel(), target->GetLineWidth(), 3u, &found,
                                   &bufferStatus);
       }
-      *number = status == kSuccess ? found : 0;
+      // The number the driver gives, also with a failure it reports for a
+      // buffer (a failed transfer names its buffer); 0 where it gives none.
+      *number = found;
     } else {
       // Buffers by their index in the list; there must be a list.
       if (bufferCount == 0) return kSessionNotConfigured;
@@ -374,9 +376,10 @@ Status LocalKELDConfigSession::AutoExposure(double* first, double* second) {
 }
 
 // White balance of one snapped image: each gain is `target` over the mean
-// of its channel, at most 3.999. The present gains go to the outputs first;
-// after a failure past that point the driver's gains stay at 1.0 and the
-// caller restores them.
+// of its channel, at most 3.999, and goes to its output and to the driver.
+// The present gains go to the outputs first; after a failure of the snap or
+// of the image the driver's gains stay at 1.0, the outputs hold the gains
+// from before, and the caller restores them.
 Status LocalKELDConfigSession::CalculateBayerGains(std::uint32_t target, double* red, double* green, double* blue) {
   return DriverGuard([&]() -> Status {
     if (red == nullptr || green == nullptr || blue == nullptr) return kBadPointer;
@@ -421,9 +424,13 @@ Status LocalKELDConfigSession::CalculateBayerGains(std::uint32_t target, double*
       if (!(quotient <= kLargestGain)) return kLargestGain;
       return quotient < 0.0 ? 0.0 : quotient;
     };
-    const double gains[3] = {gain(sums[2]), gain(sums[1]), gain(sums[0])};  // red, green, blue
-    const std::uint32_t keys[3] = {kRedGainKey, kGreenGainKey, kBlueGainKey};
-    for (int c = 0; c < 3 && status == kSuccess; ++c) status = WriteKey(SessionId(), keys[c], &gains[c]);
+    // The new gains are the answer, and then the driver's.
+    *red = gain(sums[2]);
+    *green = gain(sums[1]);
+    *blue = gain(sums[0]);
+    if (status == kSuccess) status = WriteKey(SessionId(), kRedGainKey, red);
+    if (status == kSuccess) status = WriteKey(SessionId(), kGreenGainKey, green);
+    if (status == kSuccess) status = WriteKey(SessionId(), kBlueGainKey, blue);
     return status;
   });
 }

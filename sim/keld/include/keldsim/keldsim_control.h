@@ -71,6 +71,10 @@ KELDSIM_API uint32_t keldsimSetDelay(const char* function, uint32_t milliseconds
  * camera had answered with an error. */
 KELDSIM_API uint32_t keldsimSetSerialError(uint32_t sid, const char* text);
 
+/* The session open on an acquisition unit of a board (0 if none), so that a
+ * test that opened it through another library can address its faults. */
+KELDSIM_API uint32_t keldsimGetUnitSession(uint32_t serial, uint32_t unit, uint32_t* sid);
+
 /* Frame faults of a session's camera. They fall on the frames still to
  * come, in the order the frames come, whatever acquires them (snap, grab,
  * buffer list, ring, sequence):

@@ -107,6 +107,10 @@ uint32_t keldsimSetSerialError(uint32_t sid, const char* text) {
   return OnSessionControl(sid, [&](keldsim::Session& session) { return session.SetSerialError(text); });
 }
 
+uint32_t keldsimGetUnitSession(uint32_t serial, uint32_t unit, uint32_t* sid) {
+  return Controlled([&] { return Simulator::Get().UnitSession(serial, unit, sid); });
+}
+
 uint32_t keldsimLoseFrames(uint32_t sid, uint32_t frames) {
   return OnSessionControl(sid, [&](keldsim::Session& session) { return session.AddFrameFaults(frames, 0); });
 }

@@ -96,8 +96,12 @@ bool CheckCamera(const CameraModel& camera, std::string& error) {
     if (node.name.empty() || node.name.size() > 255)
       return Invalid(error, "an attribute name needs 1 to 255 characters");
     if (!names.insert(node.name).second) return Invalid(error, "attribute \"" + node.name + "\" appears twice");
-    if (node.isString) {
-      if (node.values.empty()) return Invalid(error, "attribute \"" + node.name + "\" has no values");
+    if (node.isString && node.values.empty()) {
+      // A string attribute may offer no values (yet); its value is empty.
+      if (!node.defaultText.empty() || !node.current.empty()) {
+        return Invalid(error, "attribute \"" + node.name + "\" has no values but a Default or Value");
+      }
+    } else if (node.isString) {
       std::set<std::string> values;
       for (const auto& value : node.values) {
         if (value.empty() || !values.insert(value).second) {
@@ -232,8 +236,9 @@ Status ParseCameraFile(std::string_view text, CameraModel& camera, std::string& 
     node.when = attribute.Text("When", !node.parent.empty());
     if (EqualNoCase(kind, "string")) {
       node.isString = true;
-      node.values = SplitValues(attribute.Text("Values"));
-      node.defaultText = attribute.Text("Default");
+      const std::string values = attribute.Text("Values");
+      if (!Trim(values).empty()) node.values = SplitValues(values);
+      node.defaultText = attribute.Text("Default", !node.values.empty());
       node.current = attribute.Text("Value", false);
       if (node.current.empty()) node.current = node.defaultText;
     } else if (EqualNoCase(kind, "numeric")) {

@@ -108,7 +108,10 @@ FrameRenderer::~FrameRenderer() {
 Status FrameRenderer::Scene(const FrameGeometry& geometry, std::uint32_t frame) {
   const std::uint32_t type = geometry.Bayer() ? 4u : geometry.cameraType;
   const std::uint32_t depth = type == 7 ? geometry.bitDepth : 8u;
-  if (sceneValid_ && sceneFrame_ == frame && sceneType_ == type && sceneDepth_ == depth &&
+  // A still scene is the same in every frame: only the moving pattern is
+  // drawn again for a new frame.
+  const bool sameFrame = sceneFrame_ == frame || geometry.scene != 0;
+  if (sceneValid_ && sameFrame && sceneType_ == type && sceneDepth_ == depth &&
       sceneNoise_ == geometry.noise && sceneWidth_ == geometry.sensorWidth && sceneHeight_ == geometry.sensorHeight &&
       sceneKind_ == geometry.scene && std::equal(sceneColour_, sceneColour_ + 3, geometry.sceneColour)) {
     return st::kOk;

@@ -206,12 +206,10 @@ Status Session::GetAttribute(std::uint32_t attributeKey, void* out) {
       break;
     }
     case key::kWindowRect: {
-      // As the configuration library holds a rectangle: origin and extent
-      // across, origin and extent down, then the two ends.
-      const std::uint32_t left = U32(key::kWindowLeft);
-      const std::uint32_t top = U32(key::kWindowTop);
-      const std::uint32_t width = U32(key::kWindowWidth);
-      const std::uint32_t height = U32(key::kWindowHeight);
+      // Origin and extent of each dimension, then the two ends: left,
+      // width, top, height, left + width, top + height.
+      const std::uint32_t left = U32(key::kWindowLeft), top = U32(key::kWindowTop);
+      const std::uint32_t width = U32(key::kWindowWidth), height = U32(key::kWindowHeight);
       value = std::vector<std::uint32_t>{left, width, top, height, left + width, top + height};
       break;
     }
@@ -263,17 +261,17 @@ Status Session::SetAttribute(std::uint32_t attributeKey, const void* in) {
       break;
     }
     case key::kWindowRect: {
-      // Left, width, top, height, and the ends left + width and top + height.
       const auto& rect = std::get<std::vector<std::uint32_t>>(value);
-      const std::uint32_t left = rect[0], width = rect[1], top = rect[2], height = rect[3];
-      if (left >= camera_.width || top >= camera_.height || width < 1 || width > camera_.width || height < 1 ||
-          height > camera_.height || rect[4] != left + width || rect[5] != top + height) {
+      // Left, width, top, height, and the two ends, which must agree.
+      if (rect[0] >= camera_.width || rect[2] >= camera_.height || rect[1] < 1 || rect[1] > camera_.width ||
+          rect[3] < 1 || rect[3] > camera_.height || rect[4] != std::uint64_t{rect[0]} + rect[1] ||
+          rect[5] != std::uint64_t{rect[2]} + rect[3]) {
         return st::kAttributeOutOfRange;
       }
-      values_[key::kWindowLeft] = left;
-      values_[key::kWindowTop] = top;
-      values_[key::kWindowWidth] = width;
-      values_[key::kWindowHeight] = height;
+      values_[key::kWindowLeft] = rect[0];
+      values_[key::kWindowWidth] = rect[1];
+      values_[key::kWindowTop] = rect[2];
+      values_[key::kWindowHeight] = rect[3];
       return st::kOk;
     }
     case key::kPortCameraFile: {

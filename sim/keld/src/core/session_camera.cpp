@@ -74,7 +74,10 @@ Status Session::CameraChildren(std::uint32_t treeId, const char* value, std::uin
   KELDSIM_TREE_NODE(treeId, node);
   if (found->second.value >= 0 || !node.isString) return st::kCameraAttributeKind;
   if (value == nullptr || (count == nullptr && ids == nullptr)) return st::kInvalidArgument;
-  if (std::find(node.values.begin(), node.values.end(), value) == node.values.end()) return st::kCameraAttributeValue;
+  // An attribute without values has its empty value, which opens nothing.
+  if (!node.values.empty() && std::find(node.values.begin(), node.values.end(), value) == node.values.end()) {
+    return st::kCameraAttributeValue;
+  }
   std::uint32_t children = 0;
   for (std::uint32_t i = 0; i < camera_.attributes.size(); ++i) {
     const CameraAttributeNode& child = camera_.attributes[i];

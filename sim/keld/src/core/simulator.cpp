@@ -380,6 +380,17 @@ Status Simulator::AcquisitionUnits(std::uint32_t serial, std::uint32_t* count) {
   return st::kOk;
 }
 
+Status Simulator::UnitSession(std::uint32_t serial, std::uint32_t unit, std::uint32_t* sid) {
+  if (sid == nullptr) return st::kInvalidArgument;
+  Lock lock(mutex_);
+  const auto board = FindBoardLocked(serial);
+  if (!board) return st::kBoardNotFound;
+  std::lock_guard boardLock(board->mutex);
+  if (unit >= board->unitSession.size()) return st::kInvalidArgument;
+  *sid = board->unitSession[unit];
+  return st::kOk;
+}
+
 // ---- Interface files
 
 void Simulator::ReadActiveFilesLocked() {

@@ -68,6 +68,8 @@ class Simulator {
   Status PciId(std::uint32_t serial, std::uint32_t* id);
   Status FailedBoards(std::uint32_t* count, std::uint32_t* serials, Status* statuses);
   Status AcquisitionUnits(std::uint32_t serial, std::uint32_t* count);
+  // The session holding a unit of a board, 0 where none does.
+  Status UnitSession(std::uint32_t serial, std::uint32_t unit, std::uint32_t* sid);
   Status DeployInterfaceFiles(std::uint32_t flags);
   Status ActiveInterfaceFile(std::uint32_t serial, char* path);
   Status ClaimNewInterfaceFile(std::uint32_t serial, char* path);
