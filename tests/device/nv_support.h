@@ -145,7 +145,10 @@ inline std::vector<KELDcfgAttrInfo> Listing(std::uint32_t session, std::uint32_t
   std::uint32_t count = 0;
   *status = cfgGetNVAttributesInfo2(session, nullptr, &count, visibility, cached);
   std::vector<KELDcfgAttrInfo> list(count);
-  if (count != 0) *status = cfgGetNVAttributesInfo2(session, list.data(), &count, visibility, 1);
+  if (count != 0) {
+    const std::int32_t listed = cfgGetNVAttributesInfo2(session, list.data(), &count, visibility, 1);
+    if (*status == 0) *status = listed;  // the refresh's failure is the one to tell
+  }
   list.resize(count);
   return list;
 }
