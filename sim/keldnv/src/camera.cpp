@@ -212,6 +212,10 @@ void Camera::BuildTree() {
                                "Puts every setting back to the factory's and clears the frame counter.");
   reset.lockedWhileAcquiring = true;
   Add(reset);
+  CameraAttribute window = Make("CameraAttributes::DeviceControl::DeviceRegisterWindow", Kind::Register, Role::None,
+                                kGuru, "Register Window", "Raw access to a register.",
+                                "A word of the camera's register space, for the camera's own tools.");
+  Add(window);
 
   const auto imageFormat = [&](const char* name, Role role, std::uint32_t visibility, const char* display,
                                const char* tooltip, const char* description) {
@@ -434,7 +438,8 @@ Status Camera::Get(const std::string& name, std::uint32_t type, void* value) {
   Computed(*attribute);
   const AttributeDescription& d = attribute->d;
   switch (d.kind) {
-    case Kind::U32: {
+    case Kind::U32:
+    case Kind::Register: {
       const auto word = static_cast<std::uint32_t>(d.intValue);
       std::memcpy(value, &word, sizeof word);
       return st::kOk;
@@ -540,6 +545,12 @@ Status Camera::Set(const std::string& name, std::uint32_t type, const void* valu
       // A command is done once it has run: it reads 0 again.
       return word != 0 ? Execute(*attribute) : st::kOk;
     }
+    case Kind::Register: {
+      std::uint32_t word = 0;
+      std::memcpy(&word, value, sizeof word);
+      d.intValue = word;
+      return st::kOk;
+    }
   }
   return st::kInternal;
 }
@@ -608,7 +619,8 @@ Status Camera::Limit(const std::string& name, std::uint32_t type, int which, voi
 }
 
 bool Camera::Persistent(const CameraAttribute& attribute) const {
-  if (!attribute.d.readable || !attribute.d.writable || attribute.d.kind == Kind::Command) return false;
+  if (!attribute.d.readable || !attribute.d.writable) return false;
+  if (attribute.d.kind == Kind::Command || attribute.d.kind == Kind::Register) return false;
   switch (attribute.role) {
     case Role::None:
     case Role::Width:
@@ -689,7 +701,8 @@ Status Camera::SetFromText(CameraAttribute& attribute, const std::string& text, 
         return Set(name, type, &item, monitor);
       }
       return st::kNotAChoice;
-    case Kind::Command: return st::kFileFormat;
+    case Kind::Command:
+    case Kind::Register: return st::kFileFormat;
   }
   return st::kInternal;
 }

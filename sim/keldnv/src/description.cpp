@@ -106,11 +106,12 @@ Kind KindOf(const std::string& text, const std::string& what) {
     const char* name;
     Kind kind;
   } kinds[] = {{"u32", Kind::U32},   {"i64", Kind::I64},     {"f64", Kind::F64},        {"string", Kind::String},
-               {"enum", Kind::Enum}, {"bool", Kind::Bool},   {"command", Kind::Command}};
+               {"enum", Kind::Enum}, {"bool", Kind::Bool},   {"command", Kind::Command},
+               {"register", Kind::Register}};
   for (const auto& row : kinds) {
     if (text == row.name) return row.kind;
   }
-  Fail(what + ": type must be u32, i64, f64, string, enum, bool or command");
+  Fail(what + ": type must be u32, i64, f64, string, enum, bool, command or register");
 }
 
 AttributeDescription ReadAttribute(const json& object, const std::string& where) {

@@ -13,8 +13,10 @@
 
 namespace keldnvsim {
 
-// Kinds of attribute, numbered as the driver reports them.
-enum class Kind : std::uint32_t { U32 = 0, I64 = 1, F64 = 2, String = 3, Enum = 4, Bool = 5, Command = 6 };
+// Kinds of attribute, numbered as the driver reports them. A register is a
+// window on the camera's register space, read and written as a u32 of its
+// own code, which nothing but the driver knows.
+enum class Kind : std::uint32_t { U32 = 0, I64 = 1, F64 = 2, String = 3, Enum = 4, Bool = 5, Command = 6, Register = 7 };
 
 struct Choice {
   std::string name;
