@@ -5,6 +5,7 @@
 // library's own codes; the first non-empty answer ends the search.
 #include "foundation/error_text.h"
 #include "local/keld/local_keld_config_session.h"
+#include "local/keldnv/local_keldnv_config_session.h"
 
 namespace keld {
 
@@ -14,6 +15,8 @@ namespace {
 // provider silent.
 [[maybe_unused]] const std::uint32_t frameGrabberProviderRegistered =
     RegisterErrorTextProvider(&KeldDriverErrorText);
+[[maybe_unused]] const std::uint32_t networkCameraProviderRegistered =
+    RegisterErrorTextProvider(&KeldnvDriverErrorText);
 [[maybe_unused]] const std::uint32_t tableProviderRegistered = RegisterErrorTextProvider(&LibraryErrorTextProvider);
 
 }  // namespace

@@ -1,5 +1,5 @@
-// What the device suite shares. A Device is the simulated driver in a state
-// of its own (a fresh description and data folder per test) and, for the
+// What the device suite shares. A Device is the simulated drivers in a state
+// of their own (a fresh description and data folder per test) and, for the
 // remote side, keldcfgd's service on an ephemeral loopback port named by a
 // registry file; Host() is what the public functions take to reach it.
 //
@@ -26,6 +26,7 @@
 #include <vector>
 
 #include "keldcfgc/keldcfgc.h"
+#include "keldnvsim/keldnvsim_control.h"
 #include "keldsim/keldsim_control.h"
 #include "registry_file.h"
 #include "session/session_registry.h"
@@ -45,11 +46,43 @@ inline std::string Hex(std::uint32_t value) {
   return text;
 }
 
+// A simulated driver that every Device resets: its controls, and how the
+// inventory is told to list its devices afresh.
+struct SimulatedDriver {
+  const char* name;  // also the name of its data folder below the device's
+  std::uint32_t (*resetWith)(const char* description, const char* folder);
+  std::uint32_t (*lastError)(char* text, std::uint32_t size);
+  void (*refresh)(const char* host);
+};
+inline const SimulatedDriver kSimulatedDrivers[] = {
+    {"keld", &keldsimResetWith, &keldsimGetLastError,
+     [](const char* host) { static_cast<void>(cfgRefreshBoards(host)); }},
+    {"keldnv", &keldnvsimResetWith, &keldnvsimGetLastError,
+     [](const char* host) { static_cast<void>(cfgRefreshCameras2(host, 2)); }},
+};
+inline constexpr std::size_t kSimulatedDriverCount = std::size(kSimulatedDrivers);
+
+// The JSON descriptions a Device gives its simulated drivers, in the order of
+// kSimulatedDrivers; null takes a driver's built-in devices. A text alone
+// describes the frame-grabber driver's boards.
+struct Descriptions {
+  Descriptions(const char* boards = nullptr) { of[0] = boards; }  // NOLINT: a board description is enough
+  const char* of[kSimulatedDriverCount] = {};
+};
+
+// Descriptions with the network and USB driver's cameras given.
+inline Descriptions Cameras(const char* cameras, const char* boards = nullptr) {
+  Descriptions descriptions(boards);
+  descriptions.of[1] = cameras;
+  return descriptions;
+}
+
 class Device {
  public:
-  // `description` is the simulated driver's JSON description, or null for
-  // its built-in boards.
-  explicit Device(Side side, const char* description = nullptr) : side_(side) {
+  // `descriptions` of the simulated drivers; by default their built-in
+  // devices. The frame-grabber driver's data folder is the device's folder,
+  // each other driver's a folder of its name below it.
+  explicit Device(Side side, const Descriptions& descriptions = {}) : side_(side) {
     const auto* test = ::testing::UnitTest::GetInstance()->current_test_info();
     std::string name = std::string(test->test_suite_name()) + "_" + test->name();
     for (char& c : name) {
@@ -60,19 +93,23 @@ class Device {
     std::filesystem::remove_all(folder_);
     std::filesystem::create_directories(folder_);
     CloseAllSessions();
-    const std::uint32_t reset = keldsimResetWith(description, folder_.c_str());
-    if (reset != 0) {
-      char why[1024] = {};
-      keldsimGetLastError(why, sizeof why);
-      ADD_FAILURE() << "the simulated driver refused its description: " << why;
+    for (std::size_t i = 0; i < kSimulatedDriverCount; ++i) {
+      const SimulatedDriver& driver = kSimulatedDrivers[i];
+      const std::filesystem::path data = i == 0 ? folder_ : folder_ / driver.name;
+      const std::uint32_t reset = driver.resetWith(descriptions.of[i], data.c_str());
+      if (reset != 0) {
+        char why[1024] = {};
+        driver.lastError(why, sizeof why);
+        ADD_FAILURE() << "the simulated driver " << driver.name << " refused its description: " << why;
+      }
     }
     registry_ = std::make_unique<RegistryFile>(folder_.string() + ".reg");
     if (side == Side::kRemote) {
       server_ = std::make_unique<testsupport::ServiceServer>();
       registry_->Set("RemotePort", server_->port());
     }
-    // The board lists are cached per host: each device starts from the driver.
-    cfgRefreshBoards(Host());
+    // The device lists are cached per host: each device starts from the drivers.
+    for (const SimulatedDriver& driver : kSimulatedDrivers) driver.refresh(Host());
   }
   Device(const Device&) = delete;
   Device& operator=(const Device&) = delete;
@@ -182,6 +219,16 @@ class Device {
     return status == 0 ? id : 0;
   }
 
+  // Opens a camera of the network and USB driver by interface name; the id,
+  // or 0 with a failure noted.
+  std::uint32_t OpenCamera(const char* interfaceName, std::uint32_t flags = 0) {
+    std::uint32_t id = 0;
+    const std::int32_t status = cfgOpenCamera3(Host(), 2, interfaceName, 0, 0, flags, &id);
+    EXPECT_EQ(status, 0) << "cfgOpenCamera3(" << (interfaceName ? interfaceName : "null") << ")";
+    Note(std::string("open camera ") + (interfaceName ? interfaceName : "null"), status);
+    return status == 0 ? id : 0;
+  }
+
  private:
   Side side_;
   std::filesystem::path folder_;
@@ -198,18 +245,19 @@ inline std::string SideParamName(const ::testing::TestParamInfo<Side>& info) { r
 // its run over both sides and the agreement of the two transcripts.
 #define DEVICE_SCENARIO(Name) DEVICE_SCENARIO_WITH(Name, nullptr)
 
-// The same on boards of the simulated driver's JSON `description` (a
-// constant text) instead of its built-in ones.
-#define DEVICE_SCENARIO_WITH(Name, description)                                \
-  void Name(::keld::device::Device& device);                                   \
-  TEST_P(DeviceSessions, Name) {                                               \
-    ::keld::device::Device device(GetParam(), description);                    \
-    Name(device);                                                              \
-  }                                                                            \
-  TEST(DeviceSessionsAgree, Name) {                                            \
-    ::keld::device::Transcript local;                                          \
-    ::keld::device::Transcript remote;                                         \
-    {                                                                          \
+// The same on the devices of JSON descriptions: a text for the frame-grabber
+// driver's boards, or Descriptions (Cameras(json) for the network and USB
+// driver's cameras).
+#define DEVICE_SCENARIO_WITH(Name, description)                            \
+  void Name(::keld::device::Device& device);                               \
+  TEST_P(DeviceSessions, Name) {                                           \
+    ::keld::device::Device device(GetParam(), description);                \
+    Name(device);                                                          \
+  }                                                                        \
+  TEST(DeviceSessionsAgree, Name) {                                        \
+    ::keld::device::Transcript local;                                      \
+    ::keld::device::Transcript remote;                                     \
+    {                                                                      \
       ::keld::device::Device device(::keld::device::Side::kLocal, description);  \
       Name(device);                                                            \
       local = device.TakeTranscript();                                         \

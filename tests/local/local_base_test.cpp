@@ -12,6 +12,7 @@
 
 #include "attributes/attribute.h"
 #include "image/cfg_image.h"
+#include "local/keld1394/local_keldfw_config_session.h"
 #include "local/keldnv/local_keldnv_config_session.h"
 #include "support/table_double.h"
 
@@ -163,7 +164,8 @@ TEST(DisplayMode, FirstStandardModeThatHoldsTheImage) {
 
 TEST(DisplayMode, TheBaseKnowsNoGeometry) {
   Status status = kSuccess;
-  LocalKELDNVConfigSession session("a", &status);
+  // The IEEE 1394 session keeps the base's answer.
+  LocalKELDFWConfigSession session("a", &status);
   std::uint32_t width = 1;
   std::uint32_t height = 1;
   std::uint32_t type = 1;

@@ -119,10 +119,11 @@ TEST(RemoteSessionTest, OpensPingsAndClosesOnTheTarget) {
     EXPECT_EQ(server.service->SessionCount(), 1u);
     PingCall ping(session.sessionId);
     EXPECT_EQ(session.ExecuteCall(ping, 0), kSuccess);
-    // The target's local session serves no command yet; its answer comes back.
+    // A camera session serves no ring set-up of a frame grabber; the
+    // target's answer comes back.
     ScopedByteStream in, out;
     ASSERT_EQ(in->AppendU32(7), kSuccess);
-    CommandCall command(session.sessionId, 10, in.get(), out.get());
+    CommandCall command(session.sessionId, 43, in.get(), out.get());
     EXPECT_EQ(session.ExecuteCall(command, 1), kNotSupported);
     PingCall unknown(session.sessionId + 1000);
     EXPECT_EQ(session.ExecuteCall(unknown, 0), kInvalidSession);

@@ -46,13 +46,13 @@ def main():
         payload = bytes(range(256)) * 40
         command = n.RemoteCommand()
         command['sessionId'] = session
-        command['command'] = 10
+        command['command'] = 43
         command['input']['size'] = len(payload)
         command['input']['data'] = list(payload)
         command['input']['cursor'] = NULL
         answer = dce.request(command, checkError=False)
         print('RemoteCommand: status=0x%08X output=%d bytes' % (answer['ErrorCode'], answer['output']['size']))
-        # The target's local sessions serve no command yet: 0xBFFF8011.
+        # A camera session serves no ring set-up of a frame grabber: 0xBFFF8011.
         if answer['ErrorCode'] != NOT_SUPPORTED:
             failures.append('RemoteCommand')
         dce.set_max_fragment_size(0)
