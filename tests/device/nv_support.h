@@ -161,10 +161,10 @@ inline const KELDcfgAttrInfo* FindInfo(const std::vector<KELDcfgAttrInfo>& list,
 }
 
 inline std::string InfoLine(const KELDcfgAttrInfo& info) {
-  char text[200];
-  std::snprintf(text, sizeof text, " type %u id %u repr %u r%u w%u units '%s'", info.Type, info.Id,
-                info.Representation, info.Readable, info.Writable, info.Units);
-  return std::string(info.Name) + text + " tip '" + info.Tooltip + "'";
+  char numbers[120];
+  std::snprintf(numbers, sizeof numbers, " type %u id %u repr %u r%u w%u", info.Type, info.Id,
+                info.Representation, info.Readable, info.Writable);
+  return std::string(info.Name) + numbers + " units '" + info.Units + "' tip '" + info.Tooltip + "'";
 }
 
 }  // namespace keld::device::nv
