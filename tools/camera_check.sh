@@ -120,6 +120,16 @@ for camera in cam0:640:480:grey cam1:800:600:colour; do
   expect png "^$width x $height $kind, ([2-9]|[0-9]{2,}) distinct sample values\$" "$decoded"
 done
 
+if [ "$mode" = remote ]; then
+  # keldcfgd stops cleanly, every session closed (a sanitizer's finding
+  # would end it otherwise).
+  kill -TERM "$server_pid"
+  wait "$server_pid"
+  status=$?
+  trap - EXIT
+  [ $status -eq 0 ] || fail "keldcfgd ended with $status"
+fi
+
 if [ $failures -ne 0 ]; then
   echo "$failures checks failed" >&2
   exit 1
