@@ -2,10 +2,12 @@
 #include <CLI/CLI.hpp>
 #include <unistd.h>
 
+#include <cctype>
 #include <chrono>
 #include <cinttypes>
 #include <cstdio>
 #include <memory>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -155,23 +157,30 @@ std::uint32_t HeaderWord(const Image* image, int index) {
   return reinterpret_cast<const std::uint32_t*>(image)[index];
 }
 
+// Snaps one frame on an open session (board or camera) and writes it as
+// PNG, with a line that tells its size and kind; 0 or the exit status.
+int SnapSessionToPng(std::uint32_t session, std::uint32_t flags, const std::string& source,
+                     const std::string& output) {
+  ImagePointer image = MakeImage();
+  if (!image) return Failed("image", static_cast<std::int32_t>(ODV_E_NO_MEMORY));
+  const std::int32_t status = cfgSnapImage(session, flags, image.get());
+  if (status != 0) return Failed("snap on " + source, status);
+  const OdvStatus written = WriteImagePNG(image.get(), output.c_str());
+  if (written != ODV_SUCCESS) return Failed("write " + output, static_cast<std::int32_t>(written));
+  const std::uint32_t type = HeaderWord(image.get(), ODV_WORD_TYPE);
+  std::printf("%s: %" PRIu32 " x %" PRIu32 " %s frame written to %s\n", source.c_str(),
+              HeaderWord(image.get(), ODV_WORD_WIDTH), HeaderWord(image.get(), ODV_WORD_HEIGHT), TypeName(type),
+              output.c_str());
+  return 0;
+}
+
 // Snaps one frame and writes it as PNG; raw Bayer frames are decoded to
 // colour unless `raw` asks for the mosaic.
 int SnapToPng(const BoardChoice& choice, const std::string& output, bool raw) {
   Board board;
   if (const int failed = board.Open(choice); failed != 0) return failed;
-  ImagePointer image = MakeImage();
-  if (!image) return Failed("image", static_cast<std::int32_t>(ODV_E_NO_MEMORY));
   const std::uint32_t flags = kWithImage | (raw ? 0 : kDecodeBayer);
-  std::int32_t status = cfgSnapImage(board.id(), flags, image.get());
-  if (status != 0) return Failed("snap on " + choice.board, status);
-  const OdvStatus written = WriteImagePNG(image.get(), output.c_str());
-  if (written != ODV_SUCCESS) return Failed("write " + output, static_cast<std::int32_t>(written));
-  const std::uint32_t type = HeaderWord(image.get(), ODV_WORD_TYPE);
-  std::printf("%s: %" PRIu32 " x %" PRIu32 " %s frame written to %s\n", choice.board.c_str(),
-              HeaderWord(image.get(), ODV_WORD_WIDTH), HeaderWord(image.get(), ODV_WORD_HEIGHT), TypeName(type),
-              output.c_str());
-  return 0;
+  return SnapSessionToPng(board.id(), flags, choice.board, output);
 }
 
 // Grabs `count` frames and prints their buffer numbers as runs, with every
@@ -257,6 +266,359 @@ int GrabFrames(const BoardChoice& choice, std::uint32_t count, bool quiet) {
   std::printf("\n");
   return status == 0 ? 0 : 1;
 }
+
+// ---- Network and USB cameras ------------------------------------------------
+// These commands use the cameras of the network and USB driver (driver type
+// 2) and their attributes by name.
+
+constexpr std::int32_t kCameraDriver = 2;
+// Type tags of attribute values, as the listing reports them and the value
+// functions take them.
+constexpr std::uint32_t kTypeU32 = 1;
+constexpr std::uint32_t kTypeF64 = 2;
+constexpr std::uint32_t kTypeString = 5;
+constexpr std::uint32_t kTypeEnum = 100;
+constexpr std::uint32_t kTypeBool = 101;
+constexpr std::uint32_t kTypeCommand = 102;
+constexpr std::uint32_t kTypeI64 = 104;
+constexpr std::uint32_t kComponentValue = 0;
+// The listing's visibility that takes in every attribute, the driver's own
+// settings too.
+constexpr std::uint32_t kEveryVisibility = 0x8000000;
+// Room for a string value: the library copies the whole text.
+constexpr std::size_t kTextRoom = 4096;
+
+const char* CharPointer(const std::string& text) { return text.empty() ? nullptr : text.c_str(); }
+
+const char* BusName(std::uint32_t bus) {
+  switch (bus) {
+    case 1:
+      return "network";
+    case 2:
+      return "USB";
+    case 4:
+      return "camera link";
+    default:
+      return "other";
+  }
+}
+
+const char* TypeTagName(std::uint32_t type) {
+  switch (type) {
+    case kTypeU32:
+      return "u32";
+    case kTypeF64:
+      return "f64";
+    case kTypeString:
+      return "string";
+    case kTypeEnum:
+      return "enum";
+    case kTypeBool:
+      return "bool";
+    case kTypeCommand:
+      return "command";
+    case kTypeI64:
+      return "i64";
+    default:
+      return "?";
+  }
+}
+
+// Lists the cameras of the network and USB driver: name, identity,
+// description and bus.
+int ListCameras(const std::string& host) {
+  const char* target = CharPointer(host);
+  std::int32_t status = cfgRefreshCameras2(target, kCameraDriver);
+  if (status != 0) return Failed("list the cameras", status);
+  std::uint32_t count = 0;
+  status = cfgGetCameraCount2(target, kCameraDriver, &count);
+  if (status != 0) return Failed("count the cameras", status);
+  std::printf("%" PRIu32 " network and USB cameras\n", count);
+  for (std::uint32_t i = 0; i < count; ++i) {
+    char name[256] = "";
+    char description[256] = "";
+    std::uint32_t high = 0;
+    std::uint32_t low = 0;
+    std::uint32_t bus = 0;
+    status = cfgQueryCamera2(target, kCameraDriver, i, name, sizeof name, &high, &low, description,
+                             sizeof description, &bus);
+    if (status != 0) return Failed("camera " + std::to_string(i), status);
+    std::printf("%s: %s, %s, id 0x%08" PRIX32 "%08" PRIX32 "\n", name, description, BusName(bus), high, low);
+  }
+  return 0;
+}
+
+// A session on a camera, closed at the end of its scope.
+class Camera {
+ public:
+  Camera() = default;
+  Camera(const Camera&) = delete;
+  Camera& operator=(const Camera&) = delete;
+  ~Camera() {
+    if (id_ != 0) cfgClose(id_);
+  }
+  // Opens the camera by its interface name; 0 or the exit status. The list
+  // of cameras is made first, as a user would see it.
+  int Open(const std::string& host, const std::string& camera) {
+    const char* target = CharPointer(host);
+    std::int32_t status = cfgRefreshCameras2(target, kCameraDriver);
+    if (status != 0) return Failed("list the cameras", status);
+    status = cfgOpenCamera3(target, kCameraDriver, camera.c_str(), 0, 0, 0, &id_);
+    if (status != 0) {
+      id_ = 0;
+      return Failed("open " + camera, status);
+    }
+    name_ = camera;
+    return 0;
+  }
+  std::uint32_t id() const { return id_; }
+  const std::string& name() const { return name_; }
+
+ private:
+  std::uint32_t id_ = 0;
+  std::string name_;
+};
+
+// The attribute listing of a camera up to a visibility, read anew from the
+// driver; *status tells a failure.
+std::vector<KELDcfgAttrInfo> AttributeListing(std::uint32_t session, std::uint32_t visibility,
+                                              std::int32_t* status) {
+  std::uint32_t count = 0;
+  *status = cfgGetNVAttributesInfo2(session, nullptr, &count, visibility, 0);
+  if (*status != 0) return {};
+  std::vector<KELDcfgAttrInfo> list(count);
+  if (count != 0) *status = cfgGetNVAttributesInfo2(session, list.data(), &count, visibility, 1);
+  list.resize(*status == 0 ? count : 0);
+  return list;
+}
+
+std::string Lower(std::string text) {
+  for (char& c : text) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+  return text;
+}
+
+// The attribute a user means by `wanted`: its full name, or the end of it
+// after a "::" (the short name, or a path's tail), in any case. A name that
+// fits several attributes is refused, so that nothing is set by chance.
+const KELDcfgAttrInfo* FindAttribute(const std::vector<KELDcfgAttrInfo>& list, const std::string& wanted,
+                                     std::string* problem) {
+  for (const KELDcfgAttrInfo& info : list) {
+    if (wanted == info.Name) return &info;
+  }
+  const std::string tail = "::" + Lower(wanted);
+  const KELDcfgAttrInfo* found = nullptr;
+  for (const KELDcfgAttrInfo& info : list) {
+    const std::string name = Lower(info.Name);
+    const bool fits = name == Lower(wanted) ||
+                      (name.size() > tail.size() && name.compare(name.size() - tail.size(), tail.size(), tail) == 0);
+    if (!fits) continue;
+    if (found != nullptr) {
+      *problem = wanted + " names both " + found->Name + " and " + info.Name;
+      return nullptr;
+    }
+    found = &info;
+  }
+  if (found == nullptr) *problem = "the camera has no attribute " + wanted;
+  return found;
+}
+
+// The value of an attribute as text, read from the camera; a value that
+// cannot be read says why.
+std::string ValueText(std::uint32_t session, const KELDcfgAttrInfo& info) {
+  if (info.Type == kTypeCommand) return "(command)";
+  if (info.Readable == 0) return "(not readable)";
+  char text[kTextRoom] = "";
+  std::int32_t status = 0;
+  switch (info.Type) {
+    case kTypeU32: {
+      std::uint32_t value = 0;
+      status = cfgGetNVAttributeValue(session, info.Name, kComponentValue, info.Type, &value, 0);
+      std::snprintf(text, sizeof text, "%" PRIu32, value);
+      break;
+    }
+    case kTypeI64: {
+      std::int64_t value = 0;
+      status = cfgGetNVAttributeValue(session, info.Name, kComponentValue, info.Type, &value, 0);
+      std::snprintf(text, sizeof text, "%" PRId64, value);
+      break;
+    }
+    case kTypeF64: {
+      double value = 0;
+      status = cfgGetNVAttributeValue(session, info.Name, kComponentValue, info.Type, &value, 0);
+      std::snprintf(text, sizeof text, "%g", value);
+      break;
+    }
+    case kTypeString: {
+      char value[kTextRoom] = "";
+      status = cfgGetNVAttributeValue(session, info.Name, kComponentValue, info.Type, value, 0);
+      std::snprintf(text, sizeof text, "\"%s\"", value);
+      break;
+    }
+    case kTypeEnum: {
+      KELDnvEnumItem_struct item{};
+      status = cfgGetNVAttributeValue(session, info.Name, kComponentValue, info.Type, &item, 0);
+      const auto number = static_cast<std::int64_t>((std::uint64_t{item.ValueHigh} << 32) | item.ValueLow);
+      std::snprintf(text, sizeof text, "%s (%" PRId64 ")", item.Name, number);
+      break;
+    }
+    case kTypeBool: {
+      std::uint8_t value = 0;
+      status = cfgGetNVAttributeValue(session, info.Name, kComponentValue, info.Type, &value, 0);
+      std::snprintf(text, sizeof text, "%s", value != 0 ? "true" : "false");
+      break;
+    }
+    default:
+      return "(type " + std::to_string(info.Type) + ")";
+  }
+  if (status != 0) {
+    std::snprintf(text, sizeof text, "(0x%08" PRIX32 " %s)", static_cast<std::uint32_t>(status),
+                  ErrorText(status).c_str());
+  }
+  return text;
+}
+
+// Prints a camera's attribute tree: a line for each category as the path
+// changes, then the attribute's short name, value, units, type and access.
+int ShowCameraAttributes(const std::string& host, const std::string& cameraName, std::uint32_t visibility) {
+  Camera camera;
+  if (const int failed = camera.Open(host, cameraName); failed != 0) return failed;
+  std::int32_t status = 0;
+  const std::vector<KELDcfgAttrInfo> list = AttributeListing(camera.id(), visibility, &status);
+  if (status != 0) return Failed("attributes of " + cameraName, status);
+  std::printf("%s: %zu attributes up to visibility 0x%08" PRIX32 "\n", cameraName.c_str(), list.size(), visibility);
+  std::vector<std::string> shown;  // the categories of the line before
+  for (const KELDcfgAttrInfo& info : list) {
+    std::vector<std::string> path;
+    const std::string name = info.Name;
+    std::size_t start = 0;
+    for (std::size_t cut = name.find("::"); cut != std::string::npos; cut = name.find("::", start)) {
+      path.push_back(name.substr(start, cut - start));
+      start = cut + 2;
+    }
+    std::size_t same = 0;
+    while (same < path.size() && same < shown.size() && path[same] == shown[same]) ++same;
+    for (std::size_t level = same; level < path.size(); ++level) {
+      std::printf("%*s%s\n", static_cast<int>(2 * level), "", path[level].c_str());
+    }
+    shown = path;
+    const std::string units = info.Units[0] != 0 ? std::string(" ") + info.Units : std::string();
+    std::printf("%*s%s = %s%s  [%s, %s%s]\n", static_cast<int>(2 * path.size()), "", name.substr(start).c_str(),
+                ValueText(camera.id(), info).c_str(), units.c_str(), TypeTagName(info.Type),
+                info.Readable != 0 ? "r" : "-", info.Writable != 0 ? "w" : "-");
+  }
+  return 0;
+}
+
+// Sets one attribute from its text: numbers as the attribute's type wants
+// them, enumerations by a choice's name or number, booleans as
+// true/false/on/off/1/0, commands by any true value. Throws
+// std::invalid_argument or std::out_of_range for a text that is no value.
+std::int32_t SetFromText(std::uint32_t session, const KELDcfgAttrInfo& info, const std::string& text) {
+  const auto whole = [&](std::size_t used) {
+    if (used != text.size()) throw std::invalid_argument("not a number: " + text);
+  };
+  std::size_t used = 0;
+  switch (info.Type) {
+    case kTypeU32: {
+      const unsigned long long number = std::stoull(text, &used, 0);
+      whole(used);
+      if (number > UINT32_MAX || text.find('-') != std::string::npos) throw std::out_of_range(text);
+      const auto value = static_cast<std::uint32_t>(number);
+      return cfgSetNVAttributeValue(session, info.Name, kComponentValue, info.Type, &value, 0);
+    }
+    case kTypeI64: {
+      const std::int64_t value = std::stoll(text, &used, 0);
+      whole(used);
+      return cfgSetNVAttributeValue(session, info.Name, kComponentValue, info.Type, &value, 0);
+    }
+    case kTypeF64: {
+      const double value = std::stod(text, &used);
+      whole(used);
+      return cfgSetNVAttributeValue(session, info.Name, kComponentValue, info.Type, &value, 0);
+    }
+    case kTypeString:
+      return cfgSetNVAttributeValue(session, info.Name, kComponentValue, info.Type, text.c_str(), 0);
+    case kTypeEnum: {
+      // A choice by its name first; a number is taken as the choice's value.
+      std::uint32_t count = 0;
+      std::int32_t status = cfgGetNVAttributeEnumValues(session, info.Name, nullptr, &count, 0);
+      if (status != 0) return status;
+      std::vector<KELDnvEnumItem_struct> choices(count);
+      if (count != 0) status = cfgGetNVAttributeEnumValues(session, info.Name, choices.data(), &count, 1);
+      if (status != 0) return status;
+      choices.resize(count);
+      for (const KELDnvEnumItem_struct& choice : choices) {
+        if (Lower(choice.Name) == Lower(text)) {
+          return cfgSetNVAttributeValue(session, info.Name, kComponentValue, kTypeEnum, &choice, 0);
+        }
+      }
+      const std::int64_t number = std::stoll(text, &used, 0);
+      whole(used);
+      for (const KELDnvEnumItem_struct& choice : choices) {
+        if (static_cast<std::int64_t>((std::uint64_t{choice.ValueHigh} << 32) | choice.ValueLow) == number) {
+          return cfgSetNVAttributeValue(session, info.Name, kComponentValue, kTypeEnum, &choice, 0);
+        }
+      }
+      throw std::invalid_argument(text + " is none of the choices of " + info.Name);
+    }
+    case kTypeBool:
+    case kTypeCommand: {
+      const std::string word = Lower(text);
+      std::uint8_t value = 0;
+      if (word == "1" || word == "true" || word == "on" || word == "yes") {
+        value = 1;
+      } else if (word != "0" && word != "false" && word != "off" && word != "no") {
+        throw std::invalid_argument("not a boolean: " + text);
+      }
+      return cfgSetNVAttributeValue(session, info.Name, kComponentValue, kTypeBool, &value, 0);
+    }
+    default:
+      throw std::invalid_argument(std::string(info.Name) + " has a type this program cannot set");
+  }
+}
+
+// Sets attributes given as NAME=VALUE, one after the other, and prints each
+// value as the camera reads it back. Stops at the first that fails.
+int SetCameraAttributes(const std::string& host, const std::string& cameraName,
+                        const std::vector<std::string>& assignments) {
+  Camera camera;
+  if (const int failed = camera.Open(host, cameraName); failed != 0) return failed;
+  std::int32_t status = 0;
+  const std::vector<KELDcfgAttrInfo> list = AttributeListing(camera.id(), kEveryVisibility, &status);
+  if (status != 0) return Failed("attributes of " + cameraName, status);
+  for (const std::string& assignment : assignments) {
+    const std::size_t equals = assignment.find('=');
+    if (equals == std::string::npos || equals == 0) {
+      std::fprintf(stderr, "keldcfg: %s is not NAME=VALUE\n", assignment.c_str());
+      return 2;
+    }
+    const std::string wanted = assignment.substr(0, equals);
+    std::string problem;
+    const KELDcfgAttrInfo* info = FindAttribute(list, wanted, &problem);
+    if (info == nullptr) {
+      std::fprintf(stderr, "keldcfg: %s\n", problem.c_str());
+      return 2;
+    }
+    try {
+      status = SetFromText(camera.id(), *info, assignment.substr(equals + 1));
+    } catch (const std::logic_error& e) {
+      std::fprintf(stderr, "keldcfg: %s: %s\n", info->Name, e.what());
+      return 2;
+    }
+    if (status != 0) return Failed("set " + std::string(info->Name), status);
+    const std::string units = info->Units[0] != 0 ? std::string(" ") + info->Units : std::string();
+    std::printf("%s: %s = %s%s\n", cameraName.c_str(), info->Name, ValueText(camera.id(), *info).c_str(),
+                units.c_str());
+  }
+  return 0;
+}
+
+// Snaps one frame from a camera and writes it as PNG.
+int SnapCameraToPng(const std::string& host, const std::string& cameraName, const std::string& output) {
+  Camera camera;
+  if (const int failed = camera.Open(host, cameraName); failed != 0) return failed;
+  return SnapSessionToPng(camera.id(), kWithImage, cameraName, output);
+}
 }  // namespace
 
 namespace {
@@ -286,7 +648,11 @@ EXAMPLES
   keldcfg mtu --host 10.0.0.7 eth0
   keldcfg error 0xBFFF8009
   keldcfg snap --board img0 frame.png
-  keldcfg grab --board img1 --count 1000 --host 10.0.0.7)";
+  keldcfg grab --board img1 --count 1000 --host 10.0.0.7
+  keldcfg cameras
+  keldcfg camera-attributes --camera cam0
+  keldcfg camera-set --camera cam0 Gain=2 ExposureTime=5000
+  keldcfg camera-snap --camera cam0 --host localhost frame.png)";
 
 }  // namespace
 
@@ -332,6 +698,30 @@ int main(int argc, char** argv) {
   grab->add_option("--count", count, "frames to grab")->capture_default_str()->check(CLI::Range(1u, 100000000u));
   grab->add_flag("--quiet", quiet, "no progress on standard error");
 
+  std::string cameraHost;
+  std::string cameraName = "cam0";
+  const auto cameraOptions = [&](CLI::App* command) {
+    command->add_option("--host", cameraHost, "target host (absent: this computer)");
+    command->add_option("--camera", cameraName, "interface name of the camera")->capture_default_str();
+  };
+  auto* cameras = app.add_subcommand("cameras", "list the network and USB cameras");
+  cameras->add_option("--host", cameraHost, "target host (absent: this computer)");
+  auto* cameraAttributes =
+      app.add_subcommand("camera-attributes", "print the attribute tree of a camera with its values");
+  cameraOptions(cameraAttributes);
+  std::uint32_t visibility = 0x4000;
+  cameraAttributes->add_option("--visibility", visibility, "highest visibility listed (0x8000000: all)")
+      ->capture_default_str();
+  auto* cameraSet = app.add_subcommand("camera-set", "set attributes of a camera by name");
+  cameraOptions(cameraSet);
+  std::vector<std::string> assignments;
+  cameraSet->add_option("assignments", assignments, "NAME=VALUE, such as Gain=2 (full, short or tail of name)")
+      ->required();
+  auto* cameraSnap = app.add_subcommand("camera-snap", "snap one frame from a camera and write it as PNG");
+  cameraOptions(cameraSnap);
+  std::string cameraOutput;
+  cameraSnap->add_option("output", cameraOutput, "PNG file to write")->required();
+
   CLI11_PARSE(app, argc, argv);
   try {
     if (version->parsed()) return host.empty() ? ShowVersion() : ShowTargetVersion(host);
@@ -339,6 +729,10 @@ int main(int argc, char** argv) {
     if (error->parsed()) return ShowErrorTexts(codes);
     if (snap->parsed()) return SnapToPng(snapChoice, output, raw);
     if (grab->parsed()) return GrabFrames(grabChoice, count, quiet);
+    if (cameras->parsed()) return ListCameras(cameraHost);
+    if (cameraAttributes->parsed()) return ShowCameraAttributes(cameraHost, cameraName, visibility);
+    if (cameraSet->parsed()) return SetCameraAttributes(cameraHost, cameraName, assignments);
+    if (cameraSnap->parsed()) return SnapCameraToPng(cameraHost, cameraName, cameraOutput);
   } catch (const std::exception& e) {
     std::fprintf(stderr, "keldcfg: %s\n", e.what());
     return 2;

@@ -2,7 +2,8 @@
  * library, through the public header alone: it lists the boards, opens one
  * by its interface name, sets the red gain in the session's cache,
  * validates, reads the gain back from the board and closes, then opens a
- * board by its serial number and closes it. It prints what it sees; any
+ * board by its serial number and closes it; last it lists the cameras of the
+ * network and USB camera driver installed beside it. It prints what it sees; any
  * failure ends it with status 1. With the argument "leave-open" it opens
  * the first board and ends without closing it: the library closes it as it
  * unloads, through the driver. */
@@ -59,5 +60,17 @@ int main(int argc, char** argv) {
   printf("opened serial 0x%08X: the board says 0x%08X\n", (unsigned)serial, (unsigned)read);
   if (!ok("close", cfgClose(id))) return 1;
   printf("closed\n");
+
+  /* The network and USB cameras (driver type 2). */
+  if (!ok("refresh cameras", cfgRefreshCameras2(NULL, 2)) || !ok("count cameras", cfgGetCameraCount2(NULL, 2, &count)))
+    return 1;
+  printf("%u cameras\n", (unsigned)count);
+  for (i = 0; i < count; ++i) {
+    uint32_t high = 0, low = 0, bus = 0;
+    if (!ok("query camera", cfgQueryCamera2(NULL, 2, i, name, sizeof name, &high, &low, text, sizeof text, &bus)))
+      return 1;
+    printf("camera %u: %s 0x%08X%08X %s bus %u\n", (unsigned)i, name, (unsigned)high, (unsigned)low, text,
+           (unsigned)bus);
+  }
   return 0;
 }

@@ -1,14 +1,17 @@
-# The simulated frame-grabber driver as an install gives it: the driver
-# beside libkeldcfgc.so with RUNPATH $ORIGIN, its description in
-# keldcfgc/keld/boards.json beside it, the board tests beside it. A C
+# The simulated drivers as an install gives them: the frame-grabber driver
+# and the network and USB camera driver beside libkeldcfgc.so with RUNPATH
+# $ORIGIN, the former's description in keldcfgc/keld/boards.json beside
+# it, the board tests beside it. A C
 # program built against the prefix alone (driver_consumer.c) lists the
 # default boards, opens one by name and by serial number, sets an attribute
 # in the cache, validates and reads it back. The driver makes its data
 # folder where the user's data go: $XDG_DATA_HOME/keldsim, else
 # $HOME/.local/share/keldsim; both are tried, each pointing at a folder of
-# the test. Last, the installed description is shown to be the one the
-# driver reads.
-# Arguments: PREFIX WORK SOURCE LIBDIR C_COMPILER SANITIZER_FLAGS.
+# the test. The program also lists the simulated network and USB cameras
+# of the camera driver installed beside the library, and so does the
+# installed keldcfg. Last, the installed description is shown to be the one
+# the driver reads.
+# Arguments: PREFIX WORK SOURCE LIBDIR BINDIR C_COMPILER SANITIZER_FLAGS.
 cmake_minimum_required(VERSION 3.25)
 
 function(run out)
@@ -29,15 +32,20 @@ endfunction()
 
 set(libdir ${PREFIX}/${LIBDIR})
 set(data ${libdir}/keldcfgc/keld)
-foreach(file ${libdir}/libkeld.so ${data}/boards.json ${libdir}/libTest7105.so ${libdir}/libTest7102.so
+foreach(file ${libdir}/libkeld.so ${libdir}/libodkeldnv.so ${data}/boards.json ${libdir}/libTest7105.so ${libdir}/libTest7102.so
              ${libdir}/libTest7103.so ${libdir}/libTest7107.so)
   if(NOT EXISTS ${file})
     message(FATAL_ERROR "not installed: ${file}")
   endif()
 endforeach()
-execute_process(COMMAND readelf -d ${libdir}/libkeld.so OUTPUT_VARIABLE dynamic)
-if(NOT dynamic MATCHES "\\(RUNPATH\\)[^\n]*\\[\\$ORIGIN\\]")
-  message(FATAL_ERROR "the installed driver lacks RUNPATH $ORIGIN:\n${dynamic}")
+foreach(driver libkeld.so libodkeldnv.so)
+  execute_process(COMMAND readelf -d ${libdir}/${driver} OUTPUT_VARIABLE dynamic)
+  if(NOT dynamic MATCHES "\\(RUNPATH\\)[^\n]*\\[\\$ORIGIN\\]")
+    message(FATAL_ERROR "the installed driver ${driver} lacks RUNPATH $ORIGIN:\n${dynamic}")
+  endif()
+endforeach()
+if(EXISTS ${libdir}/libodkeldnv_noversion.so)
+  message(FATAL_ERROR "the camera driver's test variant was installed")
 endif()
 
 file(REMOVE_RECURSE ${WORK})
@@ -53,7 +61,8 @@ set(loader --unset=LD_LIBRARY_PATH)
 if(SANITIZER_FLAGS)
   set(loader LD_LIBRARY_PATH=${libdir})
 endif()
-set(clean_environment --unset=KELDSIM_CONFIG --unset=KELDSIM_DATA ${loader})
+set(clean_environment --unset=KELDSIM_CONFIG --unset=KELDSIM_DATA --unset=KELDNVSIM_CONFIG --unset=KELDNVSIM_DATA
+    ${loader})
 
 set(expected_run
   "^3 boards\n"
@@ -63,7 +72,11 @@ set(expected_run
   "opened img2\n"
   "red gain 2\\.50 cached, 2\\.50 on the board after validation\n"
   "opened serial 0x00A10003: the board says 0x00A10003\n"
-  "closed\n$")
+  "closed\n"
+  "3 cameras\n"
+  "camera 0: cam0 0x00A1B00000000101 OD GC-640M bus 1\n"
+  "camera 1: cam1 0x00A1B00000000202 Basalt Imaging BX-2040C USB bus 2\n"
+  "camera 2: cam2 0x00A1B00000000303 OD CL-4M bus 4\n$")
 string(CONCAT expected_run ${expected_run})
 
 function(check_data_folder folder)
@@ -80,6 +93,9 @@ run(output ${CMAKE_COMMAND} -E env ${clean_environment} XDG_DATA_HOME=${WORK}/xd
 message(STATUS "driver_consumer with XDG_DATA_HOME:\n${output}")
 expect("${output}" "${expected_run}" "driver_consumer")
 check_data_folder(${WORK}/xdg/keldsim)
+if(NOT IS_DIRECTORY ${WORK}/xdg/keldnvsim)
+  message(FATAL_ERROR "the camera driver made no data folder in ${WORK}/xdg/keldnvsim")
+endif()
 if(EXISTS ${WORK}/home-unused)
   message(FATAL_ERROR "the driver wrote below HOME although XDG_DATA_HOME was set")
 endif()
@@ -92,6 +108,12 @@ check_data_folder(${WORK}/home/.local/share/keldsim)
 run(output ${CMAKE_COMMAND} -E env ${clean_environment} --unset=XDG_DATA_HOME HOME=${WORK}/home
     ${WORK}/driver_consumer)
 expect("${output}" "${expected_run}" "driver_consumer with HOME, second run")
+
+# The installed keldcfg lists the same cameras.
+run(output ${CMAKE_COMMAND} -E env ${clean_environment} --unset=XDG_DATA_HOME HOME=${WORK}/home
+    ${PREFIX}/${BINDIR}/keldcfg cameras)
+message(STATUS "keldcfg cameras:\n${output}")
+expect("${output}" "^3 network and USB cameras\ncam0: OD GC-640M, network, id 0x00A1B00000000101\n" "keldcfg cameras")
 
 # A session left open is closed by the library as it unloads, before the
 # driver goes.
