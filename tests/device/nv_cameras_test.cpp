@@ -142,6 +142,43 @@ DEVICE_SCENARIO_WITH(DriverNameFromVersion44, Cameras(kDriver44)) {
   device.Note(std::string(driver) + " " + Hex(version));
 }
 
+// Attributes are listed by the third enumeration function from 0x03900008,
+// by the second before it; both list the same attributes, and a refresh
+// asks one function twice (the count, then the list).
+constexpr const char* kDriver31 = R"({ "driver_version": "0x03100000", "cameras": [
+  { "interface": "cam0", "serial": "1", "width": 64, "height": 48, "frame_rate": 0 } ] })";
+
+DEVICE_SCENARIO_WITH(AttributeEnumerationByDriverVersion, Cameras(kDriver31)) {
+  const std::uint32_t session = device.OpenCamera("cam0");
+  ASSERT_NE(session, 0u);
+  const struct {
+    std::uint32_t version;
+    std::uint32_t second, third;
+  } cases[] = {{0x03100000, 2, 0}, {0x03900007, 2, 0}, {0x03900008, 0, 2}, {0x04500000, 0, 2}};
+  std::uint32_t listedBefore = 0;
+  for (const auto& test : cases) {
+    ASSERT_EQ(keldnvsimSetDriverVersion(test.version), 0u);
+    keldnvsimClearCallLog();
+    std::uint32_t count = 0;
+    const std::int32_t refreshed = cfgGetNVAttributesInfo2(session, nullptr, &count, 0x8000000, 0);
+    EXPECT_EQ(refreshed, 0) << Hex(test.version);
+    EXPECT_EQ(Calls("KELDnvEnumerateAttributes2"), test.second) << Hex(test.version);
+    EXPECT_EQ(Calls("KELDnvEnumerateAttributes3"), test.third) << Hex(test.version);
+    // The whole list is asked for, whichever function lists it.
+    const char* function = test.third != 0 ? "KELDnvEnumerateAttributes3" : "KELDnvEnumerateAttributes2";
+    EXPECT_NE(CallLog().find(std::string(function) + " visibility=0x8000000"), std::string::npos) << CallLog();
+    if (listedBefore != 0) {
+      EXPECT_EQ(count, listedBefore) << Hex(test.version);
+    }
+    listedBefore = count;
+    // From 0x03100000 on the texts are read.
+    char description[512] = {};
+    EXPECT_EQ(cfgGetNVAttributeValue(session, "Width", kDescription, kString, description, 1), 0);
+    EXPECT_STREQ(description, "The width of the image in pixels, a multiple of 8.");
+    device.Note(Hex(test.version) + " attributes " + std::to_string(count) + " by " + function, refreshed);
+  }
+}
+
 // A driver name that cannot be read is the listing's result; the cameras
 // are listed all the same, those after the failure without a driver name.
 DEVICE_SCENARIO(ADriverNameThatFailsIsTheResult) {

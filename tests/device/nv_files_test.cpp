@@ -376,8 +376,9 @@ DEVICE_SCENARIO(ErrorTextsOfTheDriver) {
 }
 
 // An attribute whose value cannot be read: its refresh reports the failure
-// and keeps the attribute, unreadable from then on in the cache; an
-// immediate read asks the driver again and gets the failure again. A remote
+// and keeps the attribute, unreadable from then on in the cache until the
+// next refresh; an immediate read asks the driver again and gets the failure
+// again. A remote
 // client gets no map with a failed refresh (a failed command's reply is not
 // read) and keeps the one it had.
 DEVICE_SCENARIO_EACH_WITH(AnAttributeThatCannotBeRead, Cameras(kFastCamera)) {
@@ -405,7 +406,25 @@ DEVICE_SCENARIO_EACH_WITH(AnAttributeThatCannotBeRead, Cameras(kFastCamera)) {
   double maximum = 0;
   EXPECT_EQ(GetF64(session, name, &maximum, 1, kMaximum), 0);
   EXPECT_EQ(maximum, 125.0);
-  // A session opened now fails, as its first refresh does.
+  // With the fault gone, the cache still holds the attribute as unreadable
+  // until the next refresh, which reads it again.
+  ASSERT_EQ(keldnvsimSetAttributeStatus("cam0", name, 0), 0u);
+  EXPECT_EQ(AsStatus(GetF64(session, name, &value, 1)), device.remote() ? 0u : 0xBFFF801Au);
+  const auto cachedList = Listing(session, 16384, 1, &status);
+  EXPECT_EQ(status, 0);
+  const KELDcfgAttrInfo* stillUnreadable = FindInfo(cachedList, name);
+  ASSERT_NE(stillUnreadable, nullptr);
+  EXPECT_EQ(stillUnreadable->Readable, device.remote() ? 1 : 0);
+  const auto refreshedList = Listing(session, 16384, 0, &status);
+  EXPECT_EQ(status, 0);
+  const KELDcfgAttrInfo* readableAgain = FindInfo(refreshedList, name);
+  ASSERT_NE(readableAgain, nullptr);
+  EXPECT_EQ(readableAgain->Readable, 1);
+  value = 0;
+  EXPECT_EQ(GetF64(session, name, &value, 1), 0);
+  EXPECT_GT(value, 30.0);
+  // A session opened now, with the fault back, fails as its first refresh does.
+  ASSERT_EQ(keldnvsimSetAttributeStatus("cam0", name, 0xBFF69040), 0u);
   EXPECT_EQ(cfgClose(session), 0);
   std::uint32_t id = 0;
   const std::int32_t opened = cfgOpenCamera3(device.Host(), 2, "cam0", 0, 0, 0, &id);
