@@ -122,7 +122,9 @@ Status LocalDeviceConfigSession::HandleSetupGrab(ByteStream* input, ByteStream* 
     }
     status = SetupGrab(flags);
   }
-  std::lock_guard<std::mutex> guard(imageLock_);
+  std::unique_lock<std::mutex> guard(imageLock_);
+  // A thread stopped by another command may still be flattening the image.
+  roundDone_.wait(guard, [this] { return !threadFlattening_; });
   if (status == kSuccess) status = carrier.EnsureImage();
   if (status == kSuccess) status = StartImageThread();
   return status;
@@ -132,6 +134,9 @@ Status LocalDeviceConfigSession::HandleGrabImage(ByteStream* /*input*/, ByteStre
   grabsArriving_.fetch_add(1);
   std::unique_lock<std::mutex> guard(imageLock_);
   grabsArriving_.fetch_sub(1);
+  // Without a thread the grab uses the carrier itself: a thread just stopped
+  // by another command may still be flattening it.
+  roundDone_.wait(guard, [this] { return threadController_ != nullptr || !threadFlattening_; });
   if (threadController_ != nullptr) {
     // Before the thread's first image there is nothing to answer with yet:
     // wait for its first round, its failure or its stop.
@@ -142,15 +147,18 @@ Status LocalDeviceConfigSession::HandleGrabImage(ByteStream* /*input*/, ByteStre
     });
     grabsAwaitingImage_.fetch_sub(1);
   }
+  if (threadController_ != nullptr) {
+    // The thread's newest image, as it stands, with the thread's status and
+    // the number of that image first. The carrier is the thread's: the
+    // image it grabs into was made at the set-up.
+    Status status = output->AppendU32(lastBufferNumber);
+    if (status == kSuccess) status = output->AppendBytes(reply_.data, reply_.size);
+    return status != kSuccess ? status : replyStatus_;
+  }
   Status status = carrier.EnsureImage();
   // The number goes first and is the one from before this grab.
   if (status == kSuccess) status = output->AppendU32(lastBufferNumber);
   if (status != kSuccess) return status;
-  if (threadController_ != nullptr) {
-    // The thread's newest image, as it stands, with the thread's status.
-    status = output->AppendBytes(reply_.data, reply_.size);
-    return status != kSuccess ? status : replyStatus_;
-  }
   const std::uint32_t flags = acquisitionFlags;
   if ((flags & kNoSyncGrab) != 0) return kSuccess;
   status = GrabImage(&lastBufferNumber, carrier.GetImage());

@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <thread>
+#include <utility>
 
 #include "attributes/attribute.h"
 #include "odvissvc/odvissvc.h"
@@ -125,6 +126,7 @@ Status LocalDeviceConfigSession::StartImageThread() {
   reply_.Reset();
   replyStatus_ = kSuccess;
   answerReady_ = false;
+  threadGeneration_.fetch_add(1);
   threadRunning_ = true;
   threadController_ = ThreadController::Create(this);
   // Without a thread, grabs take their synchronous way.
@@ -147,26 +149,49 @@ void LocalDeviceConfigSession::StopImageThread() {
 
 void LocalDeviceConfigSession::ThreadBody() {
   SetThreadCore(0);
-  while (threadRunning_) {
+  // Each round grabs under the image lock, so that a grab command waits for
+  // the image in progress, then flattens it without the lock into a stream
+  // of the thread's own and takes the lock again only to trade that stream
+  // for the reply: a grab command that comes during a flattening answers at
+  // once with the newest finished image and its number. The carrier is the
+  // thread's alone while it runs.
+  ByteStream pending;
+  std::uint32_t number = 0;
+  std::uint32_t generation = 0;
+  {
+    std::lock_guard<std::mutex> guard(imageLock_);
+    number = lastBufferNumber;
+    generation = threadGeneration_.load();
+  }
+  while (threadRunning_ && threadGeneration_.load() == generation) {
     if (grabsArriving_.load() != 0 || (grabsAwaitingImage_.load() != 0 && answerReady_.load())) {
       std::this_thread::yield();
       continue;
     }
-    std::lock_guard<std::mutex> guard(imageLock_);
-    if (replyStatus_ == kSuccess) replyStatus_ = GrabImage(&lastBufferNumber, carrier.GetImage());
-    if (replyStatus_ == kSuccess && (acquisitionFlags & acquisition_flags::kShowImage) != 0) {
-      replyStatus_ = carrier.Show();
+    std::unique_lock<std::mutex> guard(imageLock_);
+    if (!threadRunning_ || threadGeneration_.load() != generation) break;
+    const std::uint32_t flags = acquisitionFlags;
+    Status status = replyStatus_;
+    if (status == kSuccess) status = GrabImage(&number, carrier.GetImage());
+    if (status == kSuccess && (flags & acquisition_flags::kShowImage) != 0) status = carrier.Show();
+    if (status == kSuccess && (flags & acquisition_flags::kFlattenImage) != 0) {
+      threadFlattening_ = true;
+      guard.unlock();
+      pending.Reset();
+      status = carrier.Flatten(&pending, (flags & acquisition_flags::kStreamForm) != 0);
+      guard.lock();
+      threadFlattening_ = false;
+      std::swap(reply_, pending);
     }
-    if (replyStatus_ == kSuccess && (acquisitionFlags & acquisition_flags::kFlattenImage) != 0) {
-      reply_.Reset();
-      replyStatus_ = carrier.Flatten(&reply_, (acquisitionFlags & acquisition_flags::kStreamForm) != 0);
-    }
+    lastBufferNumber = number;
+    replyStatus_ = status;
     // A failed round ends the thread; the status is what grabs answer until
     // the next stop and start.
-    if (replyStatus_ != kSuccess) threadRunning_ = false;
+    if (status != kSuccess) threadRunning_ = false;
     answerReady_ = true;
     roundDone_.notify_all();
   }
+  pending.Reset();
 }
 
 std::uint32_t DisplayModeWord(std::uint32_t width, std::uint32_t height, std::uint32_t typeOfImage) {

@@ -101,8 +101,9 @@ class LocalDeviceConfigSession : public DeviceConfigSession, public iThread {
   std::uint32_t lastBufferNumber = 0;
 
  protected:
-  // Held while the carrier, the reply, the thread's controller and the
-  // thread's status are used.
+  // Held while the reply, its buffer number, the thread's controller and
+  // the thread's status are used, and by the thread while it grabs (a grab
+  // command waits for the image in progress), not while it flattens.
   std::mutex imageLock_;
   std::unique_ptr<ThreadController> threadController_;
   // Status of the thread's last round; what a grab answers while it exists.
@@ -121,6 +122,14 @@ class LocalDeviceConfigSession : public DeviceConfigSession, public iThread {
   std::atomic<std::uint32_t> grabsArriving_{0};
   std::atomic<std::uint32_t> grabsAwaitingImage_{0};
   std::atomic<bool> answerReady_{false};
+  // Set while the thread flattens the carrier's image without the lock: a
+  // command that would use the carrier itself, after the thread's stop,
+  // waits for the end of that flattening (roundDone_ tells it).
+  bool threadFlattening_ = false;
+  // Counts the starts of the thread: a thread that was stopped by one
+  // command while another started the next ends at its next round even
+  // though threadRunning_ is set again.
+  std::atomic<std::uint32_t> threadGeneration_{0};
   // Told at the end of each of the thread's rounds and when it is stopped:
   // a grab that comes before the thread's first image waits for it, as a
   // successful reply must carry an image.
