@@ -124,7 +124,7 @@ Status LocalDeviceConfigSession::HandleSetupGrab(ByteStream* input, ByteStream* 
   }
   std::unique_lock<std::mutex> guard(imageLock_);
   // A thread stopped by another command may still be flattening the image.
-  roundDone_.wait(guard, [this] { return !threadFlattening_; });
+  roundDone_.wait(guard, [this] { return !threadInRound_; });
   if (status == kSuccess) status = carrier.EnsureImage();
   if (status == kSuccess) status = StartImageThread();
   return status;
@@ -134,26 +134,30 @@ Status LocalDeviceConfigSession::HandleGrabImage(ByteStream* /*input*/, ByteStre
   grabsArriving_.fetch_add(1);
   std::unique_lock<std::mutex> guard(imageLock_);
   grabsArriving_.fetch_sub(1);
-  // Without a thread the grab uses the carrier itself: a thread just stopped
-  // by another command may still be flattening it.
-  roundDone_.wait(guard, [this] { return threadController_ != nullptr || !threadFlattening_; });
-  if (threadController_ != nullptr) {
-    // Before the thread's first image there is nothing to answer with yet:
-    // wait for its first round, its failure or its stop.
-    grabsAwaitingImage_.fetch_add(1);
-    roundDone_.wait(guard, [this] {
-      return threadController_ == nullptr || !threadRunning_ || replyStatus_ != kSuccess || reply_.size != 0 ||
-             (acquisitionFlags & kFlattenImage) == 0;
-    });
-    grabsAwaitingImage_.fetch_sub(1);
-  }
-  if (threadController_ != nullptr) {
-    // The thread's newest image, as it stands, with the thread's status and
-    // the number of that image first. The carrier is the thread's: the
-    // image it grabs into was made at the set-up.
-    Status status = output->AppendU32(lastBufferNumber);
-    if (status == kSuccess) status = output->AppendBytes(reply_.data, reply_.size);
-    return status != kSuccess ? status : replyStatus_;
+  for (;;) {
+    if (threadController_ != nullptr) {
+      // The thread's newest image if no grab has had it yet; otherwise wait
+      // for its next round, its failure or its stop. A successful reply
+      // carries an image, so a grab before the first image waits for it.
+      grabsAwaitingImage_.fetch_add(1);
+      roundDone_.wait(guard, [this] {
+        return threadController_ == nullptr || !threadRunning_ || replyStatus_ != kSuccess || replyFresh_ ||
+               (acquisitionFlags & kFlattenImage) == 0;
+      });
+      grabsAwaitingImage_.fetch_sub(1);
+    }
+    if (threadController_ != nullptr) {
+      // The image with its number first and the thread's status.
+      replyFresh_ = false;
+      answerReady_ = replyStatus_ != kSuccess;
+      Status status = output->AppendU32(lastBufferNumber);
+      if (status == kSuccess) status = output->AppendBytes(reply_.data, reply_.size);
+      return status != kSuccess ? status : replyStatus_;
+    }
+    // Without a thread the grab uses the carrier itself: a thread just
+    // stopped by another command may still be in its last round.
+    if (!threadInRound_) break;
+    roundDone_.wait(guard);
   }
   Status status = carrier.EnsureImage();
   // The number goes first and is the one from before this grab.

@@ -124,6 +124,7 @@ Status LocalDeviceConfigSession::StartImageThread() {
     return kSuccess;  // nothing the thread would be for
   }
   reply_.Reset();
+  replyFresh_ = false;
   replyStatus_ = kSuccess;
   answerReady_ = false;
   threadGeneration_.fetch_add(1);
@@ -149,11 +150,12 @@ void LocalDeviceConfigSession::StopImageThread() {
 
 void LocalDeviceConfigSession::ThreadBody() {
   SetThreadCore(0);
-  // Each round grabs under the image lock, so that a grab command waits for
-  // the image in progress, then flattens it without the lock into a stream
-  // of the thread's own and takes the lock again only to trade that stream
-  // for the reply: a grab command that comes during a flattening answers at
-  // once with the newest finished image and its number. The carrier is the
+  // Each round waits for the camera's next image and flattens it without the
+  // image lock, into a stream of the thread's own, and takes the lock only to
+  // trade that stream for the reply. A grab command answers at once with a
+  // finished image no grab has had yet, and otherwise waits for the next one:
+  // it neither waits for a flattening while a new image is ready nor gets
+  // an image twice from a camera slower than its client. The carrier is the
   // thread's alone while it runs.
   ByteStream pending;
   std::uint32_t number = 0;
@@ -172,23 +174,29 @@ void LocalDeviceConfigSession::ThreadBody() {
     if (!threadRunning_ || threadGeneration_.load() != generation) break;
     const std::uint32_t flags = acquisitionFlags;
     Status status = replyStatus_;
-    if (status == kSuccess) status = GrabImage(&number, carrier.GetImage());
-    if (status == kSuccess && (flags & acquisition_flags::kShowImage) != 0) status = carrier.Show();
-    if (status == kSuccess && (flags & acquisition_flags::kFlattenImage) != 0) {
-      threadFlattening_ = true;
+    const bool flatten = (flags & acquisition_flags::kFlattenImage) != 0;
+    if (status == kSuccess) {
+      threadInRound_ = true;
       guard.unlock();
-      pending.Reset();
-      status = carrier.Flatten(&pending, (flags & acquisition_flags::kStreamForm) != 0);
+      status = GrabImage(&number, carrier.GetImage());
+      if (status == kSuccess && (flags & acquisition_flags::kShowImage) != 0) status = carrier.Show();
+      if (status == kSuccess && flatten) {
+        pending.Reset();
+        status = carrier.Flatten(&pending, (flags & acquisition_flags::kStreamForm) != 0);
+      }
       guard.lock();
-      threadFlattening_ = false;
-      std::swap(reply_, pending);
+      threadInRound_ = false;
+      if (flatten && status == kSuccess) std::swap(reply_, pending);
     }
     lastBufferNumber = number;
     replyStatus_ = status;
     // A failed round ends the thread; the status is what grabs answer until
     // the next stop and start.
     if (status != kSuccess) threadRunning_ = false;
-    answerReady_ = true;
+    if (flatten || status != kSuccess) {
+      replyFresh_ = true;
+      answerReady_ = true;
+    }
     roundDone_.notify_all();
   }
   pending.Reset();

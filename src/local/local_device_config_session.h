@@ -102,8 +102,8 @@ class LocalDeviceConfigSession : public DeviceConfigSession, public iThread {
 
  protected:
   // Held while the reply, its buffer number, the thread's controller and
-  // the thread's status are used, and by the thread while it grabs (a grab
-  // command waits for the image in progress), not while it flattens.
+  // the thread's status are used. The thread grabs and flattens without it
+  // and takes it to hand over each finished reply.
   std::mutex imageLock_;
   std::unique_ptr<ThreadController> threadController_;
   // Status of the thread's last round; what a grab answers while it exists.
@@ -111,21 +111,24 @@ class LocalDeviceConfigSession : public DeviceConfigSession, public iThread {
   // True from the start of the thread until its stop or its first failure;
   // cleared by the stop without the lock, which the thread may hold.
   std::atomic<bool> threadRunning_{false};
-  // The newest image in flattened form.
+  // The newest image in flattened form, and whether no grab command has
+  // answered with it yet.
   ByteStream reply_;
+  bool replyFresh_ = false;
   // Grab commands on their way into the lock, and those inside it waiting
   // for the thread's first image; and whether the thread has an answer for
-  // them (an image or a failure). The thread lets such grabs in before its
+  // them (an image not given yet, or a failure). The thread lets such grabs
+  // in before its
   // next round: a mutex makes no promise of fairness, and a thread whose
   // rounds follow each other at once would otherwise keep a grab out for
   // many rounds instead of at most the one in progress.
   std::atomic<std::uint32_t> grabsArriving_{0};
   std::atomic<std::uint32_t> grabsAwaitingImage_{0};
   std::atomic<bool> answerReady_{false};
-  // Set while the thread flattens the carrier's image without the lock: a
-  // command that would use the carrier itself, after the thread's stop,
-  // waits for the end of that flattening (roundDone_ tells it).
-  bool threadFlattening_ = false;
+  // Set while the thread grabs into or flattens the carrier without the
+  // lock: a command that would use the carrier itself, after the thread's
+  // stop, waits for the end of that round (roundDone_ tells it).
+  bool threadInRound_ = false;
   // Counts the starts of the thread: a thread that was stopped by one
   // command while another started the next ends at its next round even
   // though threadRunning_ is set again.
