@@ -29,6 +29,7 @@ class Grabber : public LocalKELDConfigSession {
   Status GrabImage(std::uint32_t* number, Image* image) override {
     const int n = ++grabs;
     if (n == 1) std::this_thread::sleep_for(std::chrono::milliseconds(firstGrabMs.load()));
+    if (n > 1) std::this_thread::sleep_for(std::chrono::milliseconds(everyGrabMs.load()));
     if (failFrom != 0 && n >= failFrom) return 0xBFF60077;
     *number = static_cast<std::uint32_t>(n);
     if (ResizeAndCastImage(image, 4, 2, 0) != 0) return kInternalError;
@@ -47,6 +48,7 @@ class Grabber : public LocalKELDConfigSession {
   std::atomic<int> grabs{0};
   std::atomic<int> failFrom{0};
   std::atomic<int> firstGrabMs{0};
+  std::atomic<int> everyGrabMs{0};
   std::atomic<bool> startedWithThread{true};
   std::atomic<bool> stoppedWithThread{false};
 
@@ -114,6 +116,22 @@ TEST(ImageThread, AGrabRightAfterTheSetUpWaitsForTheFirstImage) {
   EXPECT_EQ(reply.status, kSuccess);
   EXPECT_GT(reply.size, 4u);  // the number, then the image
   EXPECT_EQ(reply.number, 1u);
+}
+
+// A client faster than the camera gets each image once: a grab that finds
+// no image it has not had waits for the next.
+TEST(ImageThread, AFasterClientGetsEachImageOnce) {
+  Grabber session;
+  session.everyGrabMs = 5;
+  ASSERT_EQ(Command(session, 11, Wire().U32(1)).status, kSuccess);
+  std::uint32_t previous = 0;
+  for (int i = 0; i < 10; ++i) {
+    const Reply reply = Command(session, 12, Wire());
+    ASSERT_EQ(reply.status, kSuccess);
+    EXPECT_GT(reply.size, 4u);
+    EXPECT_GT(reply.number, previous) << "grab " << i;
+    previous = reply.number;
+  }
 }
 
 // A set-up that asks for shown images only answers grabs with the number alone.
