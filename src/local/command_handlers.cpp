@@ -98,6 +98,7 @@ Status LocalDeviceConfigSession::HandleCommitAttributes(ByteStream* input, ByteS
 // ---- Images -------------------------------------------------------------
 
 Status LocalDeviceConfigSession::HandleSnapImage(ByteStream* input, ByteStream* output) {
+  const std::unique_lock<std::mutex> guard = LockCarrier();
   Status status = carrier.EnsureImage();
   std::uint32_t flags = 0;
   if (status == kSuccess) status = input->ReadU32(&flags);
@@ -122,9 +123,8 @@ Status LocalDeviceConfigSession::HandleSetupGrab(ByteStream* input, ByteStream* 
     }
     status = SetupGrab(flags);
   }
-  std::unique_lock<std::mutex> guard(imageLock_);
-  // A thread stopped by another command may still be flattening the image.
-  roundDone_.wait(guard, [this] { return !threadInRound_; });
+  // A thread stopped by another command may still be in its last round.
+  const std::unique_lock<std::mutex> guard = LockCarrier();
   if (status == kSuccess) status = carrier.EnsureImage();
   if (status == kSuccess) status = StartImageThread();
   return status;
@@ -186,6 +186,7 @@ Status LocalDeviceConfigSession::HandleConfigureAcquisition(ByteStream* input, b
 }
 
 Status LocalDeviceConfigSession::HandleCopyImage(ByteStream* input, ByteStream* output) {
+  const std::unique_lock<std::mutex> guard = LockCarrier();
   Status status = carrier.EnsureImage();
   std::uint32_t number = 0;
   if (status == kSuccess) status = input->ReadU32(&number);

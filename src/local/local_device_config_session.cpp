@@ -148,6 +148,16 @@ void LocalDeviceConfigSession::StopImageThread() {
   if (controller != nullptr) controller->Wait();
 }
 
+std::unique_lock<std::mutex> LocalDeviceConfigSession::LockCarrier() {
+  // Counted with the grabs on their way in, so that the thread lets this
+  // command in before its next round.
+  grabsArriving_.fetch_add(1);
+  std::unique_lock<std::mutex> guard(imageLock_);
+  roundDone_.wait(guard, [this] { return !threadInRound_; });
+  grabsArriving_.fetch_sub(1);
+  return guard;
+}
+
 void LocalDeviceConfigSession::ThreadBody() {
   SetThreadCore(0);
   // Each round waits for the camera's next image and flattens it without the

@@ -115,13 +115,13 @@ class LocalDeviceConfigSession : public DeviceConfigSession, public iThread {
   // answered with it yet.
   ByteStream reply_;
   bool replyFresh_ = false;
-  // Grab commands on their way into the lock, and those inside it waiting
-  // for the thread's first image; and whether the thread has an answer for
-  // them (an image not given yet, or a failure). The thread lets such grabs
-  // in before its
-  // next round: a mutex makes no promise of fairness, and a thread whose
-  // rounds follow each other at once would otherwise keep a grab out for
-  // many rounds instead of at most the one in progress.
+  // Grab commands (and others that use the carrier) on their way into the
+  // lock, and grab commands inside it waiting for an image; and whether the
+  // thread has an answer for them (an image not given yet, or a failure).
+  // The thread lets such commands in before its next round: a mutex makes
+  // no promise of fairness, and a thread whose rounds follow each other at
+  // once would otherwise keep a command out for many rounds instead of at
+  // most the one in progress.
   std::atomic<std::uint32_t> grabsArriving_{0};
   std::atomic<std::uint32_t> grabsAwaitingImage_{0};
   std::atomic<bool> answerReady_{false};
@@ -133,6 +133,9 @@ class LocalDeviceConfigSession : public DeviceConfigSession, public iThread {
   // command while another started the next ends at its next round even
   // though threadRunning_ is set again.
   std::atomic<std::uint32_t> threadGeneration_{0};
+  // The image lock, taken between two of the thread's rounds: a command that
+  // uses the carrier while the thread may run holds it for as long.
+  std::unique_lock<std::mutex> LockCarrier();
   // Told at the end of each of the thread's rounds and when it is stopped:
   // a grab that comes before the thread's first image waits for it, as a
   // successful reply must carry an image.

@@ -35,6 +35,13 @@ class Grabber : public LocalKELDConfigSession {
     if (ResizeAndCastImage(image, 4, 2, 0) != 0) return kInternalError;
     return FillTestPattern(image, static_cast<std::uint32_t>(n), 0, 0) == 0 ? kSuccess : kInternalError;
   }
+  // A snap writes the session's image as a grab does.
+  Status SnapImage(std::uint32_t, Image* image) override {
+    ++snaps;
+    if (ResizeAndCastImage(image, 4, 2, 0) != 0) return kInternalError;
+    return FillTestPattern(image, 1000u + static_cast<std::uint32_t>(snaps.load()), 0, 0) == 0 ? kSuccess
+                                                                                              : kInternalError;
+  }
   Status StartAcquisition() override {
     startedWithThread = ImageThreadExists();
     return kSuccess;
@@ -49,6 +56,7 @@ class Grabber : public LocalKELDConfigSession {
   std::atomic<int> failFrom{0};
   std::atomic<int> firstGrabMs{0};
   std::atomic<int> everyGrabMs{0};
+  std::atomic<int> snaps{0};
   std::atomic<bool> startedWithThread{true};
   std::atomic<bool> stoppedWithThread{false};
 
@@ -132,6 +140,26 @@ TEST(ImageThread, AFasterClientGetsEachImageOnce) {
     EXPECT_GT(reply.number, previous) << "grab " << i;
     previous = reply.number;
   }
+}
+
+// A snap while the thread grabs uses the session's image between the
+// thread's rounds, not during one (ThreadSanitizer sees it otherwise), and
+// the thread grabs on after it.
+TEST(ImageThread, SnapsWhileTheThreadGrabs) {
+  Grabber session;
+  ASSERT_EQ(Command(session, 11, Wire().U32(1)).status, kSuccess);
+  WaitForGrabs(session, 3);
+  for (int i = 0; i < 50; ++i) {
+    const Reply snap = Command(session, 10, Wire().U32(1));
+    ASSERT_EQ(snap.status, kSuccess);
+    EXPECT_GT(snap.size, 0u);
+  }
+  EXPECT_EQ(session.snaps.load(), 50);
+  const int before = session.grabs;
+  WaitForGrabs(session, before + 2);
+  EXPECT_GE(session.grabs.load(), before + 2);
+  const Reply grab = Command(session, 12, Wire());
+  EXPECT_EQ(grab.status, kSuccess);
 }
 
 // A set-up that asks for shown images only answers grabs with the number alone.
