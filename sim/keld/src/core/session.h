@@ -286,6 +286,10 @@ class Session {
                  bool imageObject);
   Clock::time_point Deadline() const;
   Status ReadyForImages() const;
+  // A ring's or a sequence's acquisition of `count` buffers in the camera's
+  // present geometry: the caller's buffers, or the driver's own where the
+  // caller gives none (written back into `buffers` once all are had).
+  Status BufferAcquisitionLocked(Kind kind, std::uint32_t count, void** buffers, Acquisition* acquisition);
   void StopAcquisitionLocked();
 
   mutable std::mutex mutex_;

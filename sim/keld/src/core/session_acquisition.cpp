@@ -471,29 +471,12 @@ Status Session::RingSetup(std::uint32_t count, void** buffers, std::uint32_t sta
   if (acquisition_.running) return st::kAcquiring;
   if (const Status status = ReadyForImages(); status != st::kOk) return status;
   if (count == 0 || count > 4096 || buffers == nullptr || skip > 1000) return st::kInvalidArgument;
-  const FrameGeometry geometry = Geometry();
-  const std::size_t need = std::size_t{RowPixels()} * geometry.height * geometry.PixelBytes();
   Acquisition ring;
-  ring.generation = acquisition_.generation + 1;
-  ring.kind = Kind::kRing;
   ring.continuous = true;
   ring.skip = skip;
-  ring.geometry = geometry;
-  ring.stride = std::size_t{RowPixels()} * geometry.PixelBytes();
-  for (std::uint32_t i = 0; i < count; ++i) {
-    Slot slot;
-    slot.size = need;
-    if (buffers[i] == nullptr) {
-      slot.owner = AllocateDriverMemory(need);
-      if (!slot.owner) return st::kNoMemory;
-      slot.memory = slot.owner->data();
-    } else {
-      slot.memory = static_cast<std::uint8_t*>(buffers[i]);
-    }
-    ring.slots.push_back(std::move(slot));
-    ring.order.push_back(i);
+  if (const Status status = BufferAcquisitionLocked(Kind::kRing, count, buffers, &ring); status != st::kOk) {
+    return status;
   }
-  for (std::uint32_t i = 0; i < count; ++i) buffers[i] = ring.slots[i].memory;
   acquisition_ = std::move(ring);
   changed_.notify_all();
   return startNow != 0 ? StartLocked(Kind::kRing) : st::kOk;
@@ -508,13 +491,7 @@ Status Session::SequenceSetup(std::uint32_t count, void** buffers, const std::ui
   if (acquisition_.running) return st::kAcquiring;
   if (const Status status = ReadyForImages(); status != st::kOk) return status;
   if (count == 0 || count > 4096 || buffers == nullptr || firstSkip > 1000) return st::kInvalidArgument;
-  const FrameGeometry geometry = Geometry();
-  const std::size_t need = std::size_t{RowPixels()} * geometry.height * geometry.PixelBytes();
   Acquisition sequence;
-  sequence.generation = acquisition_.generation + 1;
-  sequence.kind = Kind::kSequence;
-  sequence.geometry = geometry;
-  sequence.stride = std::size_t{RowPixels()} * geometry.PixelBytes();
   std::uint64_t offset = firstSkip;
   for (std::uint32_t i = 0; i < count; ++i) {
     if (skips != nullptr) {
@@ -522,6 +499,23 @@ Status Session::SequenceSetup(std::uint32_t count, void** buffers, const std::ui
       offset += skips[i];
     }
     sequence.offsets.push_back(offset++);
+  }
+  if (const Status status = BufferAcquisitionLocked(Kind::kSequence, count, buffers, &sequence); status != st::kOk) {
+    return status;
+  }
+  acquisition_ = std::move(sequence);
+  changed_.notify_all();
+  return startNow != 0 ? StartLocked(Kind::kSequence) : st::kOk;
+}
+
+Status Session::BufferAcquisitionLocked(Kind kind, std::uint32_t count, void** buffers, Acquisition* acquisition) {
+  const FrameGeometry geometry = Geometry();
+  const std::size_t need = std::size_t{RowPixels()} * geometry.height * geometry.PixelBytes();
+  acquisition->generation = acquisition_.generation + 1;
+  acquisition->kind = kind;
+  acquisition->geometry = geometry;
+  acquisition->stride = std::size_t{RowPixels()} * geometry.PixelBytes();
+  for (std::uint32_t i = 0; i < count; ++i) {
     Slot slot;
     slot.size = need;
     if (buffers[i] == nullptr) {
@@ -531,13 +525,11 @@ Status Session::SequenceSetup(std::uint32_t count, void** buffers, const std::ui
     } else {
       slot.memory = static_cast<std::uint8_t*>(buffers[i]);
     }
-    sequence.slots.push_back(std::move(slot));
-    sequence.order.push_back(i);
+    acquisition->slots.push_back(std::move(slot));
+    acquisition->order.push_back(i);
   }
-  for (std::uint32_t i = 0; i < count; ++i) buffers[i] = sequence.slots[i].memory;
-  acquisition_ = std::move(sequence);
-  changed_.notify_all();
-  return startNow != 0 ? StartLocked(Kind::kSequence) : st::kOk;
+  for (std::uint32_t i = 0; i < count; ++i) buffers[i] = acquisition->slots[i].memory;
+  return st::kOk;
 }
 
 Status Session::CopyOut(const Slot& slot, const FrameGeometry& geometry, std::size_t stride, std::uint32_t top,
