@@ -69,4 +69,10 @@ void ByteStream::Reset() {
   size = 0;
 }
 
+void ByteStream::Truncate(std::uint32_t count) {
+  if (count >= size) return;
+  size = count;
+  if (cursor != nullptr && data != nullptr && cursor > data + size) cursor = data + size;
+}
+
 }  // namespace keld

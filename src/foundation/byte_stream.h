@@ -58,6 +58,11 @@ struct ByteStream {
   Status Skip(std::uint64_t count);
   // Frees the block and zeroes the record.
   void Reset();
+  // Forgets what was written past `count` bytes (no more than are written)
+  // and keeps the block: the next append or extension reallocates it to its
+  // new exact size, which leaves it where it is when it fits. A writer that
+  // refills a block of the same size again and again so keeps its pages.
+  void Truncate(std::uint32_t count);
 
  private:
   Status AppendRaw(const void* source, std::uint64_t count);

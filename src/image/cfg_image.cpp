@@ -174,13 +174,15 @@ Status CfgImage::FlattenStream(ByteStream* stream) {
   status = FlattenImageToRPCData(image_, kStreamFormat, compressionType.load(std::memory_order_relaxed), 1,
                                  compressionQuality.load(std::memory_order_relaxed), 0, 0, kStreamChunkBytes, &data,
                                  &size);
-  if (status == kSuccess) status = stream->AppendU64(size);
-  std::uint32_t end = stream->size;
-  if (status == kSuccess && size > std::numeric_limits<std::uint32_t>::max() - end) status = kOutOfMemory;
-  if (status == kSuccess) status = stream->Extend(static_cast<std::uint32_t>(size));
+  // The size and the packed image in one extension: a stream that holds a
+  // block of the same size already (see ByteStream::Truncate) keeps it.
+  const std::uint32_t end = stream->size;
+  if (status == kSuccess && size > std::numeric_limits<std::uint32_t>::max() - sizeof size - end) status = kOutOfMemory;
+  if (status == kSuccess) status = stream->Extend(static_cast<std::uint32_t>(sizeof size + size));
   if (status == kSuccess) {
+    std::memcpy(stream->data + end, &size, sizeof size);
     std::uint64_t written = 0;
-    const Status library = FlattenRPCDataToStream(data, stream->data + end, size, &written);
+    const Status library = FlattenRPCDataToStream(data, stream->data + end + sizeof size, size, &written);
     if (written != size) status = library != kSuccess ? library : kInternalError;
   }
   if (data != nullptr) DisposeRPCData(data);

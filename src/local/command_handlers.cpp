@@ -1,9 +1,14 @@
 // The target's command handlers of the local base. Those the operation table
 // marks Handler are made from the codecs of their parameters; the others,
 // which move attributes, images and raw blocks, are written out below.
+#include <cstring>
+#include <utility>
+
 #include "attributes/attribute.h"
 #include "datafile/light_head_record.h"
 #include "inventory/device_list.h"
+#include "foundation/lent_block.h"
+#include "local/image_blocks.h"
 #include "local/local_device_config_session.h"
 #include "session/command_codecs.h"
 
@@ -148,10 +153,25 @@ Status LocalDeviceConfigSession::HandleGrabImage(ByteStream* /*input*/, ByteStre
     }
     if (threadController_ != nullptr) {
       // The image with its number first and the thread's status.
+      const bool fresh = replyFresh_;
       replyFresh_ = false;
       answerReady_ = replyStatus_ != kSuccess;
+      // A fresh image of a thread at work is answered by no other grab: its
+      // block goes out as the reply itself, lent, and comes back once sent.
+      if (fresh && replyStatus_ == kSuccess && threadRunning_ && output->size == 0 &&
+          reply_.size >= sizeof lastBufferNumber) {
+        std::memcpy(reply_.data, &lastBufferNumber, sizeof lastBufferNumber);
+        std::swap(*output, reply_);
+        LendOutput(*output, imageBlocks_);
+        return kSuccess;
+      }
+      // Otherwise every later grab answers with the same image: a copy. The
+      // last image may be on its way back from an earlier reply.
+      imageBlocks_->TakeReturned(&reply_);
       Status status = output->AppendU32(lastBufferNumber);
-      if (status == kSuccess) status = output->AppendBytes(reply_.data, reply_.size);
+      if (status == kSuccess && reply_.size > sizeof lastBufferNumber) {
+        status = output->AppendBytes(reply_.data + sizeof lastBufferNumber, reply_.size - sizeof lastBufferNumber);
+      }
       return status != kSuccess ? status : replyStatus_;
     }
     // Without a thread the grab uses the carrier itself: a thread just

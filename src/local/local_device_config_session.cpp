@@ -7,10 +7,12 @@
 #include <atomic>
 #include <cerrno>
 #include <cstdlib>
+#include <cstring>
 #include <thread>
 #include <utility>
 
 #include "attributes/attribute.h"
+#include "local/image_blocks.h"
 #include "odvissvc/odvissvc.h"
 
 namespace keld {
@@ -44,7 +46,7 @@ std::uint64_t LargestReply() { return largestReply.load(std::memory_order_relaxe
 void SetLargestReply(std::uint64_t bytes) { largestReply.store(bytes, std::memory_order_relaxed); }
 
 LocalDeviceConfigSession::LocalDeviceConfigSession(const char* name, Status* status)
-    : DeviceConfigSession(name, status) {}
+    : DeviceConfigSession(name, status), imageBlocks_(std::make_shared<ImageBlocks>()) {}
 
 LocalDeviceConfigSession::~LocalDeviceConfigSession() {
   StopImageThread();
@@ -191,12 +193,22 @@ void LocalDeviceConfigSession::ThreadBody() {
       status = GrabImage(&number, carrier.GetImage());
       if (status == kSuccess && (flags & acquisition_flags::kShowImage) != 0) status = carrier.Show();
       if (status == kSuccess && flatten) {
-        pending.Reset();
-        status = carrier.Flatten(&pending, (flags & acquisition_flags::kStreamForm) != 0);
+        // The buffer number first, then the image, over the block of an
+        // earlier image where one has come back.
+        imageBlocks_->TakeSpare(&pending);
+        if (pending.size < sizeof number) status = pending.Extend(sizeof number - pending.size);
+        if (status == kSuccess) {
+          pending.Truncate(sizeof number);
+          std::memcpy(pending.data, &number, sizeof number);
+          status = carrier.Flatten(&pending, (flags & acquisition_flags::kStreamForm) != 0);
+        }
       }
       guard.lock();
       threadInRound_ = false;
-      if (flatten && status == kSuccess) std::swap(reply_, pending);
+      if (flatten && status == kSuccess) {
+        std::swap(reply_, pending);
+        imageBlocks_->Retire();
+      }
     }
     lastBufferNumber = number;
     replyStatus_ = status;

@@ -33,6 +33,9 @@ inline constexpr std::uint32_t kStreamForm = 1u << 3;    // images travel in the
 inline constexpr std::uint32_t kBayerDecode = 1u << 4;   // decode raw Bayer frames to colour
 }  // namespace acquisition_flags
 
+// Where the blocks of a target's grab replies come back to.
+class ImageBlocks;
+
 class LocalDeviceConfigSession : public DeviceConfigSession, public iThread {
  public:
   LocalDeviceConfigSession(const char* interfaceName, Status* status);
@@ -111,10 +114,16 @@ class LocalDeviceConfigSession : public DeviceConfigSession, public iThread {
   // True from the start of the thread until its stop or its first failure;
   // cleared by the stop without the lock, which the thread may hold.
   std::atomic<bool> threadRunning_{false};
-  // The newest image in flattened form, and whether no grab command has
-  // answered with it yet.
+  // The newest image in flattened form behind the number of its buffer, and
+  // whether no grab command has answered with it yet.
   ByteStream reply_;
   bool replyFresh_ = false;
+  // Blocks of replies that grab commands answered with: a fresh image of a
+  // thread at work is lent to the grab's reply rather than copied into it,
+  // and its block comes back here once it is sent, for the thread to flatten
+  // into again (or for a grab after the thread's failure, which answers with
+  // the last image).
+  std::shared_ptr<ImageBlocks> imageBlocks_;
   // Grab commands (and others that use the carrier) on their way into the
   // lock, and grab commands inside it waiting for an image; and whether the
   // thread has an answer for them (an image not given yet, or a failure).

@@ -155,5 +155,37 @@ TEST(ByteStream, ResetFreesAndZeroes) {
   EXPECT_EQ(s.cursor, nullptr);
 }
 
+TEST(ByteStream, TruncateForgetsTheTailAndKeepsTheBlock) {
+  ScopedByteStream s;
+  ASSERT_EQ(s->AppendU32(7), kSuccess);
+  ASSERT_EQ(s->AppendU32(8), kSuccess);
+  s->Rewind();
+  ASSERT_EQ(s->Skip(8), kSuccess);
+  const std::uint8_t* block = s->data;
+  s->Truncate(4);
+  EXPECT_EQ(s->size, 4u);
+  EXPECT_EQ(s->data, block);
+  EXPECT_EQ(s->Remaining(), 0u);  // the cursor is back at the new end
+  ASSERT_EQ(s->AppendU32(9), kSuccess);
+  s->Rewind();
+  std::uint32_t first = 0, second = 0;
+  ASSERT_EQ(s->ReadU32(&first), kSuccess);
+  ASSERT_EQ(s->ReadU32(&second), kSuccess);
+  EXPECT_EQ(first, 7u);
+  EXPECT_EQ(second, 9u);
+  EXPECT_EQ(s->size, 8u);
+}
+
+TEST(ByteStream, TruncateToMoreThanIsWrittenChangesNothing) {
+  ScopedByteStream s;
+  ASSERT_EQ(s->AppendU32(7), kSuccess);
+  s->Truncate(100);
+  EXPECT_EQ(s->size, 4u);
+  ByteStream empty;
+  empty.Truncate(0);
+  EXPECT_EQ(empty.data, nullptr);
+  EXPECT_EQ(empty.size, 0u);
+}
+
 }  // namespace
 }  // namespace keld

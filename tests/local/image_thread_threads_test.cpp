@@ -6,12 +6,17 @@
 
 #include <atomic>
 #include <chrono>
+#include <cstring>
 #include <thread>
+#include <vector>
 
+#include "foundation/lent_block.h"
 #include "image/cfg_image.h"
+#include "keldcfgc/keldcfgc_server.h"
 #include "local/keld/local_keld_config_session.h"
 #include "odvissvc/odvissvc.h"
 #include "attributes/wire.h"
+#include "session/session_factory.h"
 
 namespace keld {
 namespace {
@@ -30,6 +35,10 @@ class Grabber : public LocalKELDConfigSession {
     const int n = ++grabs;
     if (n == 1) std::this_thread::sleep_for(std::chrono::milliseconds(firstGrabMs.load()));
     if (n > 1) std::this_thread::sleep_for(std::chrono::milliseconds(everyGrabMs.load()));
+    // Held here until the test lets go (at most five seconds).
+    for (int waited = 0; n == holdAt && !release && waited < 5000; ++waited) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
     if (failFrom != 0 && n >= failFrom) return 0xBFF60077;
     *number = static_cast<std::uint32_t>(n);
     if (ResizeAndCastImage(image, 4, 2, 0) != 0) return kInternalError;
@@ -56,6 +65,8 @@ class Grabber : public LocalKELDConfigSession {
   std::atomic<int> failFrom{0};
   std::atomic<int> firstGrabMs{0};
   std::atomic<int> everyGrabMs{0};
+  std::atomic<int> holdAt{0};
+  std::atomic<bool> release{false};
   std::atomic<int> snaps{0};
   std::atomic<bool> startedWithThread{true};
   std::atomic<bool> stoppedWithThread{false};
@@ -224,6 +235,124 @@ TEST(ImageThread, GrabsFromTwoConnectionsWhileAThirdStops) {
   }
   done = true;
   images.join();
+}
+
+// A grab as the RPC server serves it: the reply is sent, then given back.
+struct Served {
+  Status status = kSuccess;
+  std::uint32_t number = 0;
+  std::vector<std::uint8_t> image;  // the flattened image after the number
+  bool lent = false;                // the block went back to the session
+};
+
+Served GrabAsServed(Grabber& session) {
+  ByteStream input;
+  ByteStream output;
+  Served served;
+  served.status = session.ExecuteCommand(12, &input, &output);
+  if (output.size >= 4) {
+    std::memcpy(&served.number, output.data, 4);
+    served.image.assign(output.data + 4, output.data + output.size);
+  }
+  ReturnLentOutput(&output);
+  served.lent = output.data == nullptr && !served.image.empty();
+  output.Reset();
+  return served;
+}
+
+// The image a grab answered with is the test pattern of its number.
+void ExpectPatternOf(const Served& served) {
+  ByteStream stream;
+  ASSERT_EQ(stream.AppendBytes(served.image.data(), served.image.size()), kSuccess);
+  stream.Rewind();
+  Image* expected = nullptr;
+  ASSERT_EQ(NewImage(&expected, ODV_U8, 4, 2, 0), 0);
+  ASSERT_EQ(FillTestPattern(expected, served.number, 0, 0), 0);
+  CfgImage received;
+  ASSERT_EQ(received.EnsureImage(), kSuccess);
+  EXPECT_EQ(received.Unflatten(&stream, false), kSuccess);
+  ASSERT_EQ(received.GetWidth(), 4u);
+  ASSERT_EQ(received.GetHeight(), 2u);
+  CfgImage want;
+  want.Attach(expected);
+  for (std::uint32_t y = 0; y < 2; ++y) {
+    const auto* got = static_cast<const std::uint8_t*>(received.GetFirstPixel()) + y * received.GetLineWidth();
+    const auto* line = static_cast<const std::uint8_t*>(want.GetFirstPixel()) + y * want.GetLineWidth();
+    EXPECT_EQ(std::memcmp(got, line, 4), 0) << "line " << y << " of image " << served.number;
+  }
+  want.Attach(nullptr);
+  DisposeImage(expected);
+  stream.Reset();
+}
+
+// A fresh image goes out as the thread's own block, lent to the reply and
+// given back once sent; each carries the number of its image.
+TEST(ImageThread, AGrabsReplyIsTheThreadsBlockLentAndGivenBack) {
+  Grabber session;
+  session.everyGrabMs = 2;
+  ASSERT_EQ(Command(session, 11, Wire().U32(1)).status, kSuccess);
+  std::uint32_t previous = 0;
+  for (int i = 0; i < 8; ++i) {
+    const Served served = GrabAsServed(session);
+    ASSERT_EQ(served.status, kSuccess);
+    EXPECT_TRUE(served.lent) << "grab " << i;
+    EXPECT_GT(served.number, previous);
+    previous = served.number;
+    ExpectPatternOf(served);
+  }
+}
+
+// A failure after a grab took the last image (and gave its block back):
+// grabs answer the failure with that image, again and again.
+TEST(ImageThread, AFailureAfterAGrabTookTheLastImageAnswersWithIt) {
+  Grabber session;
+  session.failFrom = 3;
+  session.holdAt = 3;
+  ASSERT_EQ(Command(session, 11, Wire().U32(1)).status, kSuccess);
+  Served last;
+  for (int i = 0; i < 10 && last.number < 2; ++i) {
+    last = GrabAsServed(session);
+    ASSERT_EQ(last.status, kSuccess);
+  }
+  ASSERT_EQ(last.number, 2u);
+  EXPECT_TRUE(last.lent);
+  session.release = true;
+  WaitForGrabs(session, 3);
+  for (int i = 0; i < 3; ++i) {
+    const Served failed = GrabAsServed(session);
+    EXPECT_EQ(failed.status, 0xBFF60077u);
+    EXPECT_EQ(failed.number, 2u);
+    EXPECT_EQ(failed.image, last.image) << "grab " << i;
+    EXPECT_FALSE(failed.lent);  // every later grab answers with it too: a copy
+  }
+}
+
+// Through the target's C entry the caller owns each reply and frees it.
+TEST(ImageThread, TheCEntryHandsEachGrabsBlockToTheCaller) {
+  testing::SetSessionBuilder([](std::uint32_t, const char*, const char*, Status*) -> DeviceConfigSession* {
+    auto* session = new Grabber();
+    session->everyGrabMs = 1;
+    return session;
+  });
+  std::uint32_t id = 0;
+  ASSERT_EQ(keldsrvCreateSession(0, "client", "grabber", &id), 0);
+  const std::uint32_t flags = 1;
+  std::uint8_t* output = nullptr;
+  std::uint32_t size = 0;
+  ASSERT_EQ(keldsrvExecuteCommand(id, 11, reinterpret_cast<const std::uint8_t*>(&flags), 4, &output, &size), 0);
+  keldsrvFreeStream(output);
+  std::uint32_t previous = 0;
+  for (int i = 0; i < 6; ++i) {
+    ASSERT_EQ(keldsrvExecuteCommand(id, 12, nullptr, 0, &output, &size), 0);
+    ASSERT_GT(size, 4u);
+    std::uint32_t number = 0;
+    std::memcpy(&number, output, 4);
+    EXPECT_GT(number, previous);
+    previous = number;
+    keldsrvFreeStream(output);
+  }
+  EXPECT_EQ(keldsrvCloseSession(id), 0);
+  testing::SetSessionBuilder(nullptr);
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "foundation/lent_block.h"
 #include "remote/rpc/pdu.h"
 #include "remote/rpc/response_reader.h"
 #include "remote/rpc/rpc_binding.h"
@@ -242,8 +243,12 @@ Status RemoteSetMTU(RpcBinding* binding, const char* adapterName, std::uint32_t 
   return r.U32();
 }
 
+ReplyStub::~ReplyStub() { ReturnLentOutput(bulk.get()); }
+
 void ReplyStub::Clear() {
   bytes.clear();
+  // A block the command lent goes back to its home; any other is freed.
+  ReturnLentOutput(bulk.get());
   bulk->Reset();
   spliceAt = 0;
 }

@@ -73,7 +73,12 @@ struct ReplyStub {
   std::vector<std::uint8_t> bytes;
   ScopedByteStream bulk;
   std::size_t spliceAt = 0;
-  // Empties the stub and frees the block, ready for the next reply.
+  ReplyStub() = default;
+  ReplyStub(const ReplyStub&) = delete;
+  ReplyStub& operator=(const ReplyStub&) = delete;
+  ~ReplyStub();
+  // Empties the stub and frees the block (or gives a lent one back to its
+  // home), ready for the next reply.
   void Clear();
   // bytes[0, spliceAt), the block's size bytes, bytes[spliceAt, end).
   std::vector<StubPiece> Pieces();
