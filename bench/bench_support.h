@@ -102,25 +102,30 @@ class RawPair {
   int fd_ = -1;
 };
 
-inline double CpuSeconds() {
+inline double CpuSeconds(clockid_t clock = CLOCK_PROCESS_CPUTIME_ID) {
   timespec now{};
-  clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &now);
+  clock_gettime(clock, &now);
   return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) * 1e-9;
 }
 
 struct Rates {
-  double wall;  // operations per second of elapsed time
-  double cpu;   // operations per second of CPU time of the whole process
+  double wall;    // operations per second of elapsed time
+  double cpu;     // operations per second of CPU time of the whole process
+  double client;  // per CPU second of the calling thread: the client's side
+  double server;  // per CPU second of every other thread: the server's side
 };
 
 // Rates of `step` over `seconds`, after a short warm-up. Both ends run in
 // this process, so its CPU time covers client, server and the kernel's work
-// for them on loopback.
+// for them on loopback; the calling thread is the client, the others are the
+// server (the kernel's loopback work counts where it runs: mostly with the
+// sender).
 template <typename Step>
 Rates Rate(Step step, double seconds) {
   for (int i = 0; i < 5; ++i) step();
   const auto start = Clock::now();
   const double cpuStart = CpuSeconds();
+  const double clientStart = CpuSeconds(CLOCK_THREAD_CPUTIME_ID);
   long count = 0;
   double elapsed = 0;
   do {
@@ -128,7 +133,10 @@ Rates Rate(Step step, double seconds) {
     ++count;
     elapsed = std::chrono::duration<double>(Clock::now() - start).count();
   } while (elapsed < seconds);
-  return {static_cast<double>(count) / elapsed, static_cast<double>(count) / (CpuSeconds() - cpuStart)};
+  const double cpu = CpuSeconds() - cpuStart;
+  const double client = CpuSeconds(CLOCK_THREAD_CPUTIME_ID) - clientStart;
+  const auto n = static_cast<double>(count);
+  return {n / elapsed, n / cpu, n / client, n / std::max(cpu - client, 1e-9)};
 }
 
 inline double Median(std::vector<double> values) {
@@ -139,26 +147,47 @@ inline double Median(std::vector<double> values) {
 struct Comparison {
   Rates raw;
   Rates rpc;
+  // Median over the rounds of each round's ratio of the two elapsed-time
+  // rates, with the lowest and highest of those ratios.
+  double ratio;
+  double lowest;
+  double highest;
 };
 
 // The sides take turns in short rounds, so that a load that comes and goes
-// on the machine falls on all alike; each rate is the median of its rounds.
-// The raw reference of a round is the better of two ways of moving the
-// bytes: whole buffers per call, or calls of at most one fragment's size as
-// the RPC layer makes them.
+// on the machine falls on all alike; each rate is the median of its rounds,
+// and the ratio the median of the rounds' own ratios (a round's two sides
+// run back to back, under the same conditions). The raw reference of a round
+// is the better of two ways of moving the bytes: whole buffers per call, or
+// calls of at most one fragment's size as the RPC layer makes them.
 template <typename RawWhole, typename RawChunked, typename RpcStep>
-Comparison Compare(RawWhole rawWhole, RawChunked rawChunked, RpcStep rpc) {
-  std::vector<double> rawWall, rawCpu, rpcWall, rpcCpu;
-  for (int round = 0; round < kRounds; ++round) {
+Comparison Compare(RawWhole rawWhole, RawChunked rawChunked, RpcStep rpc, int rounds = kRounds) {
+  std::vector<Rates> raws, rpcs;
+  std::vector<double> ratios;
+  for (int round = 0; round < rounds; ++round) {
     const Rates whole = Rate(rawWhole, kRoundSeconds);
     const Rates chunked = Rate(rawChunked, kRoundSeconds);
     const Rates c = Rate(rpc, kRoundSeconds);
-    rawWall.push_back(std::max(whole.wall, chunked.wall));
-    rawCpu.push_back(std::max(whole.cpu, chunked.cpu));
-    rpcWall.push_back(c.wall);
-    rpcCpu.push_back(c.cpu);
+    const Rates& better = whole.wall >= chunked.wall ? whole : chunked;
+    raws.push_back({better.wall, std::max(whole.cpu, chunked.cpu), std::max(whole.client, chunked.client),
+                    std::max(whole.server, chunked.server)});
+    rpcs.push_back(c);
+    ratios.push_back(c.wall / better.wall);
   }
-  return {{Median(rawWall), Median(rawCpu)}, {Median(rpcWall), Median(rpcCpu)}};
+  const auto median = [](const std::vector<Rates>& rates, double Rates::*field) {
+    std::vector<double> values;
+    for (const Rates& r : rates) values.push_back(r.*field);
+    return Median(values);
+  };
+  Comparison result{};
+  for (double Rates::*field : {&Rates::wall, &Rates::cpu, &Rates::client, &Rates::server}) {
+    result.raw.*field = median(raws, field);
+    result.rpc.*field = median(rpcs, field);
+  }
+  result.ratio = Median(ratios);
+  result.lowest = *std::min_element(ratios.begin(), ratios.end());
+  result.highest = *std::max_element(ratios.begin(), ratios.end());
+  return result;
 }
 
 // Bytes on the wire of a request or response whose stub is `stub` bytes,
