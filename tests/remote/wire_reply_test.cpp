@@ -10,6 +10,8 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <chrono>
 #include <cstring>
 #include <functional>
 #include <mutex>
@@ -44,8 +46,8 @@ Bytes PlainBindAck(std::uint32_t callId) {
 class ScriptedPeer {
  public:
   explicit ScriptedPeer(std::function<Bytes(std::uint32_t callId)> answer,
-                        std::function<Bytes(std::uint32_t callId)> bindAck = PlainBindAck)
-      : answer_(std::move(answer)), bindAck_(std::move(bindAck)) {
+                        std::function<Bytes(std::uint32_t callId)> bindAck = PlainBindAck, std::size_t piece = 0)
+      : answer_(std::move(answer)), bindAck_(std::move(bindAck)), piece_(piece) {
     std::string error;
     listener_ = ListenTcp(0x7F000001, 0, &port_, &error);
     thread_ = std::thread([this] { Serve(); });
@@ -72,7 +74,16 @@ class ScriptedPeer {
         request = socket.ReadFragment(&fragment, kDefaultMaxFrag, deadline, 0);
       } while (!(request.flags & kLastFrag));
       const Bytes reply = answer_(request.callId);
-      socket.SendAll(reply.data(), reply.size(), deadline);
+      if (piece_ == 0) {
+        socket.SendAll(reply.data(), reply.size(), deadline);
+      } else {
+        // In pieces with pauses between them, so that the client meets
+        // headers and bodies cut anywhere.
+        for (std::size_t at = 0; at < reply.size(); at += piece_) {
+          socket.SendAll(reply.data() + at, std::min(piece_, reply.size() - at), deadline);
+          std::this_thread::sleep_for(std::chrono::microseconds(300));
+        }
+      }
       socket.WaitForData(deadline);  // until the client hangs up
     } catch (const RpcError&) {
     }
@@ -80,6 +91,7 @@ class ScriptedPeer {
 
   std::function<Bytes(std::uint32_t)> answer_;
   std::function<Bytes(std::uint32_t)> bindAck_;
+  std::size_t piece_ = 0;
   int listener_ = -1;
   std::uint16_t port_ = 0;
   std::thread thread_;
@@ -360,6 +372,106 @@ TEST(CommandReply, ProtocolMinorVersionTwoIsRefused) {
   });
   ScopedByteStream output;
   EXPECT_THROW(IgnoreStatus(Command(peer.port(), output.get())), RpcError);
+}
+
+const std::size_t kFullBody = kDefaultMaxFrag - kResponseHeaderSize;
+
+// Response fragments of `stub` of the given stub sizes, then of the
+// negotiated length; the peer's word for the sizes, as a runtime that cuts
+// its own way.
+Bytes FragmentsOfSizes(std::uint32_t callId, const Bytes& stub, const std::vector<std::size_t>& sizes) {
+  Bytes out;
+  std::size_t at = 0;
+  for (std::size_t i = 0; at < stub.size(); ++i) {
+    const std::size_t size = std::min(i < sizes.size() ? sizes[i] : kFullBody, stub.size() - at);
+    Bytes piece;
+    // Room for the whole piece in one fragment (the layer cuts at multiples of 8).
+    AppendResponseFragments(&piece, callId, 0, stub.data() + at, size, kResponseHeaderSize + (size + 7) / 8 * 8);
+    piece[3] = static_cast<std::uint8_t>((at == 0 ? kFirstFrag : 0) | (at + size == stub.size() ? kLastFrag : 0));
+    out.insert(out.end(), piece.begin(), piece.end());
+    at += size;
+  }
+  return out;
+}
+
+
+// A large stub in fragments of the negotiated length, as this library's
+// server sends it: read ahead across fragments, whole.
+TEST(CommandReply, FragmentsOfTheNegotiatedLengthAreReadAhead) {
+  const Bytes payload = Pattern(1500007);
+  ScriptedPeer peer([&](std::uint32_t callId) {
+    return Fragments(callId, CommandReplyStub(1500007, payload, 0x1234), 0, kDefaultMaxFrag);
+  });
+  ExpectAnswered(&peer, payload);
+}
+
+// Reading ahead assumes the negotiated length; a shorter fragment among
+// full ones (and a longer last one) is read the ordinary way and the rest
+// ahead again.
+TEST(CommandReply, AShorterFragmentAmongFullOnesIsReadAsItIs) {
+  const Bytes payload = Pattern(700001);
+  ScriptedPeer peer([&](std::uint32_t callId) {
+    return FragmentsOfSizes(callId, CommandReplyStub(700001, payload, 0x1234),
+                            {kFullBody, kFullBody, 999, kFullBody, 3, kFullBody, kFullBody, 17, kFullBody});
+  });
+  ExpectAnswered(&peer, payload);
+}
+
+// The same arriving in pieces that cut headers and bodies anywhere.
+TEST(CommandReply, FragmentsArrivingInPiecesAreReadWhole) {
+  const Bytes payload = Pattern(700001);
+  for (std::size_t piece : {std::size_t{7001}, std::size_t{65539}, std::size_t{13}}) {
+    const std::size_t shown = piece == 13 ? 20000 : payload.size();  // a small one in tiny pieces
+    const Bytes part(payload.begin(), payload.begin() + static_cast<std::ptrdiff_t>(shown));
+    ScriptedPeer peer(
+        [&](std::uint32_t callId) {
+          return FragmentsOfSizes(callId, CommandReplyStub(static_cast<std::uint32_t>(shown), part, 0x1234),
+                                  {kFullBody, 500, kFullBody, kFullBody, kFullBody, kFullBody});
+        },
+        PlainBindAck, piece);
+    ExpectAnswered(&peer, part);
+  }
+}
+
+// A fault after full fragments of a reply raises its status.
+TEST(CommandReply, AFaultAmongFullFragmentsRaisesItsStatus) {
+  const Bytes payload = Pattern(400000);
+  ScriptedPeer peer([&](std::uint32_t callId) {
+    Bytes out = FragmentsOfSizes(callId, CommandReplyStub(400000, payload, 0), {kFullBody, kFullBody});
+    // The first two fragments, then the fault.
+    std::size_t cut = 0;
+    int fragments = 0;
+    ForEachFragment(out, [&](std::size_t at, std::size_t length) {
+      if (++fragments <= 2) cut = at + length;
+    });
+    out.resize(cut);
+    const Bytes fault = EncodeFault(callId, 0, kFaultOpRangeError);
+    out.insert(out.end(), fault.begin(), fault.end());
+    return out;
+  });
+  ScopedByteStream output;
+  try {
+    IgnoreStatus(Command(peer.port(), output.get()));
+    ADD_FAILURE() << "accepted";
+  } catch (const RpcError& error) {
+    EXPECT_EQ(error.code(), kFaultOpRangeError);
+  }
+}
+
+// A stream that claims more than full fragments hold ends as bad stub data,
+// not in a wait for bytes that never come.
+TEST(CommandReply, AStreamLongerThanItsFullFragmentsIsBadStubData) {
+  const Bytes payload = Pattern(300000);
+  ScriptedPeer peer([&](std::uint32_t callId) {
+    return Fragments(callId, CommandReplyStub(900000, payload, 0), 0, kDefaultMaxFrag);
+  });
+  ScopedByteStream output;
+  try {
+    IgnoreStatus(Command(peer.port(), output.get()));
+    ADD_FAILURE() << "accepted";
+  } catch (const RpcError& error) {
+    EXPECT_EQ(error.code(), kRpcBadStubData);
+  }
 }
 
 }  // namespace

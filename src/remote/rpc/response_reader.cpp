@@ -1,6 +1,9 @@
 #include "remote/rpc/response_reader.h"
 
+#include <sys/uio.h>
+
 #include <algorithm>
+#include <array>
 #include <vector>
 
 #include "foundation/debug_log.h"
@@ -67,6 +70,10 @@ void ResponseReader::Read(std::uint8_t* target, std::size_t size) {
       NextFragment();
       continue;
     }
+    if (buffered_.empty() && !last_ && size > left_) {
+      ReadAcross(target, size);
+      continue;
+    }
     const std::size_t take = std::min(left_, size);
     if (buffered_.empty()) {
       socket_->ReadExact(target, take, deadline_);
@@ -78,6 +85,76 @@ void ResponseReader::Read(std::uint8_t* target, std::size_t size) {
     size -= take;
     left_ -= take;
     position_ += take;
+  }
+}
+
+void ResponseReader::ReadAcross(std::uint8_t*& target, std::size_t& size) {
+  constexpr std::size_t kAhead = 32;  // fragments received ahead at most
+  std::array<std::uint8_t, kAhead * kResponseHeaderSize> headers;
+  std::array<iovec, 1 + 2 * kAhead> parts;
+  const std::size_t fullBody = maxFrag_ - kResponseHeaderSize;
+  parts[0] = {target, left_};
+  std::size_t count = 1;
+  std::size_t planned = left_;
+  for (std::size_t i = 0; i < kAhead && planned < size; ++i) {
+    const std::size_t body = std::min(fullBody, size - planned);
+    parts[count++] = {headers.data() + i * kResponseHeaderSize, kResponseHeaderSize};
+    parts[count++] = {target + planned, body};
+    planned += body;
+  }
+  const std::size_t got = socket_->ReadSome(parts.data(), count, deadline_);
+  // Takes `n` bytes of stub as read.
+  const auto consume = [&](std::size_t n) {
+    target += n;
+    size -= n;
+    left_ -= n;
+    position_ += n;
+  };
+  std::size_t at = std::min(got, left_);
+  consume(at);
+  for (std::size_t part = 1; part + 1 < count && at < got; part += 2) {
+    const auto* bytes = static_cast<const std::uint8_t*>(parts[part].iov_base);
+    const std::size_t slot = parts[part + 1].iov_len;
+    // The header must be whole and be what was assumed: a response fragment
+    // of this call's kind without a trailer, of the negotiated length, or
+    // the last one, long enough for the stretch asked for.
+    bool fits = got - at >= kResponseHeaderSize;
+    PduHeader header;
+    if (fits) {
+      try {
+        header = ParseHeader(bytes, kHeaderSize, AuthTrailer::kSkipped);
+      } catch (const RpcError&) {
+        fits = false;
+      }
+    }
+    const bool last = fits && (header.flags & kLastFrag) != 0;
+    fits = fits && header.type == kPduResponse && header.authLength == 0 && (header.flags & kFirstFrag) == 0 &&
+           (header.fragLength == maxFrag_ || (last && header.fragLength >= kResponseHeaderSize + slot &&
+                                              header.fragLength <= maxFrag_));
+    if (!fits) {
+      // Back on the socket, in the order they came: this header and all
+      // that was received after it.
+      std::vector<std::uint8_t> back;
+      back.reserve(got - at);
+      for (std::size_t p = part; p < count && at < got; ++p) {
+        const std::size_t take = std::min(parts[p].iov_len, got - at);
+        const auto* from = static_cast<const std::uint8_t*>(parts[p].iov_base);
+        back.insert(back.end(), from, from + take);
+        at += take;
+      }
+      socket_->Unread(back.data(), back.size());
+      return;
+    }
+    if (header.callId != callId_ && !noted_) {
+      noted_ = true;
+      DebugLog("reply carries call id %u for call %u", header.callId, callId_);
+    }
+    at += kResponseHeaderSize;
+    last_ = last;
+    left_ = header.fragLength - kResponseHeaderSize;
+    const std::size_t take = std::min(slot, got - at);
+    consume(take);
+    at += take;
   }
 }
 

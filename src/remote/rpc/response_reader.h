@@ -50,6 +50,14 @@ class ResponseReader {
   // Reads the rest of a fragment that carries an authentication trailer and
   // keeps its stub bytes for Read.
   void BufferFragment(const PduHeader& header);
+  // Reads a stretch of stub that runs past the current fragment with as few
+  // receives as the data's arrival allows: on the assumption that the
+  // fragments that follow have the negotiated length, as a peer sending a
+  // large stub cuts them, their headers are received into a side buffer and
+  // their bodies straight into the target, all in one gathering receive. A
+  // header that belies the assumption is put back on the socket with all
+  // that came after it, and is read the ordinary way.
+  void ReadAcross(std::uint8_t*& target, std::size_t& size);
 
   RpcSocket* socket_;
   std::uint32_t callId_;

@@ -191,6 +191,41 @@ void RpcSocket::ReadExact(std::uint8_t* data, std::size_t size, const Deadline& 
   }
 }
 
+std::size_t RpcSocket::ReadSome(iovec* parts, std::size_t count, const Deadline& deadline) {
+  if (begin_ != end_) {
+    std::size_t placed = 0;
+    for (std::size_t i = 0; i < count && begin_ != end_; ++i) {
+      const std::size_t take = std::min(parts[i].iov_len, end_ - begin_);
+      std::memcpy(parts[i].iov_base, buffer_.data() + begin_, take);
+      begin_ += take;
+      placed += take;
+    }
+    if (begin_ == end_) begin_ = end_ = 0;
+    return placed;
+  }
+  for (;;) {
+    msghdr message{};
+    message.msg_iov = parts;
+    message.msg_iovlen = std::min<std::size_t>(count, IOV_MAX);
+    const ssize_t got = recvmsg(fd_, &message, 0);
+    if (got > 0) return static_cast<std::size_t>(got);
+    if (got == 0) Fail(kRpcCallFailed, "connection closed by peer");
+    if (errno == EINTR) continue;
+    if (errno != EAGAIN && errno != EWOULDBLOCK) Fail(kRpcCallFailed, "receive failed");
+    Wait(POLLIN, deadline);
+  }
+}
+
+void RpcSocket::Unread(const std::uint8_t* data, std::size_t size) {
+  if (size == 0) return;
+  std::vector<std::uint8_t> merged(std::max(kBufferSize, size + (end_ - begin_)));
+  std::memcpy(merged.data(), data, size);
+  if (end_ != begin_) std::memcpy(merged.data() + size, buffer_.data() + begin_, end_ - begin_);
+  end_ = size + (end_ - begin_);
+  begin_ = 0;
+  buffer_.swap(merged);
+}
+
 bool RpcSocket::WaitForData(const Deadline& deadline) {
   if (begin_ != end_) return true;
   try {

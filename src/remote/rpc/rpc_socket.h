@@ -59,6 +59,13 @@ class RpcSocket {
   void SendFragments(std::uint8_t type, std::uint32_t callId, std::uint16_t contextId, std::uint16_t opnum,
                      const StubPiece* pieces, std::size_t count, std::size_t maxFrag, const Deadline& deadline);
   void ReadExact(std::uint8_t* data, std::size_t size, const Deadline& deadline);
+  // Places what has arrived into `parts`, in their order, waiting only until
+  // something has: buffered bytes first (alone), else one gathering
+  // receive. Returns the bytes placed, at least one.
+  std::size_t ReadSome(iovec* parts, std::size_t count, const Deadline& deadline);
+  // Puts bytes back in front of anything buffered: the next reads take them
+  // first. For a reader that received ahead on an assumption that failed.
+  void Unread(const std::uint8_t* data, std::size_t size);
   // True once a byte is buffered or readable (end of stream counts);
   // false when the deadline passes first.
   bool WaitForData(const Deadline& deadline);
