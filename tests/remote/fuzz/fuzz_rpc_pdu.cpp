@@ -66,8 +66,9 @@ void ParsePdu(const std::uint8_t* data, std::size_t size) {
 }
 
 // The bytes as a reply on a connection that then closes, read as the client
-// reads one: into a block, then whatever follows.
-void ReadAsReply(const std::uint8_t* data, std::size_t size) {
+// reads one: a stretch as long as the allocation hint says (at most 64 KiB,
+// across fragments where they are of `maxFrag`), then whatever follows.
+void ReadAsReply(const std::uint8_t* data, std::size_t size, std::size_t maxFrag) {
   int pair[2];
   if (socketpair(AF_UNIX, SOCK_STREAM, 0, pair) != 0) return;
   int room = static_cast<int>(size) + 4096;
@@ -79,9 +80,9 @@ void ReadAsReply(const std::uint8_t* data, std::size_t size) {
   if (sent != static_cast<ssize_t>(size)) return;
   try {
     const rpc::Deadline deadline = rpc::Deadline::InMs(1000);
-    rpc::ResponseReader reader(&socket, 2, 4096, deadline);
-    std::uint8_t head[64];
-    reader.Read(head, std::min<std::size_t>(sizeof(head), reader.allocHint()));
+    rpc::ResponseReader reader(&socket, 2, maxFrag, deadline);
+    std::vector<std::uint8_t> head(std::min<std::size_t>(65536, reader.allocHint()));
+    reader.Read(head.data(), head.size());
     std::vector<std::uint8_t> rest;
     reader.ReadRest(&rest);
   } catch (const rpc::RpcError&) {
@@ -95,7 +96,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     ParsePdu(data, size);
   } catch (const rpc::RpcError&) {
   }
-  ReadAsReply(data, size);
+  ReadAsReply(data, size, 4096);
+  ReadAsReply(data, size, 56);  // fragments of 32 stub bytes: read ahead across many
   // The same bytes as a bare stub of each procedure, as the client reads replies.
   if (size > 0) {
     try {
