@@ -134,6 +134,18 @@ Status Command(std::uint16_t port, ByteStream* output) {
   return RemoteCommand(&binding, 1, 2, input.get(), output);
 }
 
+// The code of the RpcError a command ends in; 0 (and a failure) where the
+// reply is accepted.
+std::uint32_t FailedCommand(ScriptedPeer* peer, ByteStream* output) {
+  try {
+    IgnoreStatus(Command(peer->port(), output));
+    ADD_FAILURE() << "accepted";
+  } catch (const RpcError& error) {
+    return error.code();
+  }
+  return 0;
+}
+
 void ExpectOutput(std::uint32_t hint, std::size_t size) {
   const Bytes payload = Pattern(size);
   ScriptedPeer peer([&](std::uint32_t callId) { return Fragments(callId, CommandReplyStub(size, payload, 0x1234), hint); });
@@ -157,12 +169,7 @@ TEST(CommandReply, StreamLongerThanTheReplyIsBadStubData) {
     return Fragments(callId, stub, 1u << 20);
   });
   ScopedByteStream output;
-  try {
-    IgnoreStatus(Command(peer.port(), output.get()));
-    ADD_FAILURE() << "accepted";
-  } catch (const RpcError& error) {
-    EXPECT_EQ(error.code(), kRpcBadStubData);
-  }
+  EXPECT_EQ(FailedCommand(&peer, output.get()), kRpcBadStubData);
   EXPECT_EQ(output->data, nullptr);
 }
 
@@ -181,12 +188,7 @@ TEST(CommandReply, MissingStatusIsBadStubData) {
 TEST(CommandReply, FaultRaisesItsStatus) {
   ScriptedPeer peer([](std::uint32_t callId) { return EncodeFault(callId, 0, kFaultOpRangeError); });
   ScopedByteStream output;
-  try {
-    IgnoreStatus(Command(peer.port(), output.get()));
-    ADD_FAILURE() << "accepted";
-  } catch (const RpcError& error) {
-    EXPECT_EQ(error.code(), kFaultOpRangeError);
-  }
+  EXPECT_EQ(FailedCommand(&peer, output.get()), kFaultOpRangeError);
 }
 
 // Records the library's debug notes for the scope.
@@ -313,12 +315,7 @@ TEST(CommandReply, AuthTrailersAndPaddingAreSkippedInEveryFragment) {
 TEST(CommandReply, FaultWithAnAuthTrailerRaisesItsStatus) {
   ScriptedPeer peer([](std::uint32_t callId) { return WithAuthTrailers(EncodeFault(callId, 0, kFaultOpRangeError), 0, 16); });
   ScopedByteStream output;
-  try {
-    IgnoreStatus(Command(peer.port(), output.get()));
-    ADD_FAILURE() << "accepted";
-  } catch (const RpcError& error) {
-    EXPECT_EQ(error.code(), kFaultOpRangeError);
-  }
+  EXPECT_EQ(FailedCommand(&peer, output.get()), kFaultOpRangeError);
 }
 
 TEST(CommandReply, PaddingBeyondTheStubIsRefused) {
@@ -450,12 +447,7 @@ TEST(CommandReply, AFaultAmongFullFragmentsRaisesItsStatus) {
     return out;
   });
   ScopedByteStream output;
-  try {
-    IgnoreStatus(Command(peer.port(), output.get()));
-    ADD_FAILURE() << "accepted";
-  } catch (const RpcError& error) {
-    EXPECT_EQ(error.code(), kFaultOpRangeError);
-  }
+  EXPECT_EQ(FailedCommand(&peer, output.get()), kFaultOpRangeError);
 }
 
 // A stream that claims more than full fragments hold ends as bad stub data,
@@ -466,12 +458,7 @@ TEST(CommandReply, AStreamLongerThanItsFullFragmentsIsBadStubData) {
     return Fragments(callId, CommandReplyStub(900000, payload, 0), 0, kDefaultMaxFrag);
   });
   ScopedByteStream output;
-  try {
-    IgnoreStatus(Command(peer.port(), output.get()));
-    ADD_FAILURE() << "accepted";
-  } catch (const RpcError& error) {
-    EXPECT_EQ(error.code(), kRpcBadStubData);
-  }
+  EXPECT_EQ(FailedCommand(&peer, output.get()), kRpcBadStubData);
 }
 
 }  // namespace
