@@ -281,6 +281,10 @@ class Session {
   Status WaitForBufferLocked(Lock& lock, std::uint64_t n, Clock::time_point deadline);
   Status CheckArea(std::uint32_t top, std::uint32_t left, std::uint32_t height, std::uint32_t width,
                    std::uint32_t rowPixels, const FrameGeometry& geometry) const;
+  // Draws frame `frame` and writes the area of it at top/left, height by
+  // width pixels, to `target`, whose lines are `targetStride` bytes apart.
+  Status RenderArea(const FrameGeometry& geometry, std::uint32_t frame, std::uint32_t top, std::uint32_t left,
+                    std::uint32_t height, std::uint32_t width, std::uint8_t* target, std::size_t targetStride);
   Status CopyOut(const Slot& slot, const FrameGeometry& geometry, std::size_t stride, std::uint32_t top,
                  std::uint32_t left, std::uint32_t height, std::uint32_t width, void* pixels, std::uint32_t rowPixels,
                  bool imageObject);

@@ -269,20 +269,28 @@ Status Session::Snap(void** pixels, std::uint32_t top, std::uint32_t left, std::
     }
     *pixels = snapMemory_->data();
   }
-  auto* target = static_cast<std::uint8_t*>(*pixels);
-  if (top == 0 && left == 0 && height == geometry.height && width == geometry.width) {
-    if (const Status status = renderer_.Render(geometry, frame, target, targetStride); status != st::kOk) return status;
-  } else {
-    std::vector<std::uint8_t> frameBytes(std::size_t{geometry.width} * geometry.height * pixelBytes);
-    const std::size_t stride = std::size_t{geometry.width} * pixelBytes;
-    if (const Status status = renderer_.Render(geometry, frame, frameBytes.data(), stride); status != st::kOk) {
-      return status;
-    }
-    CopyRows(frameBytes.data() + top * stride + left * pixelBytes, stride, target, targetStride, width * pixelBytes,
-             height);
-  }
+  const Status status = RenderArea(geometry, frame, top, left, height, width, static_cast<std::uint8_t*>(*pixels),
+                                   targetStride);
+  if (status != st::kOk) return status;
   frameCounter_ = frame + 1;
   ++framesAcquired_;
+  return st::kOk;
+}
+
+Status Session::RenderArea(const FrameGeometry& geometry, std::uint32_t frame, std::uint32_t top, std::uint32_t left,
+                           std::uint32_t height, std::uint32_t width, std::uint8_t* target, std::size_t targetStride) {
+  if (top == 0 && left == 0 && height == geometry.height && width == geometry.width) {
+    return renderer_.Render(geometry, frame, target, targetStride);
+  }
+  // A part of the frame: drawn whole, then cut out.
+  const std::size_t pixelBytes = geometry.PixelBytes();
+  const std::size_t stride = std::size_t{geometry.width} * pixelBytes;
+  std::vector<std::uint8_t> frameBytes(stride * geometry.height);
+  if (const Status status = renderer_.Render(geometry, frame, frameBytes.data(), stride); status != st::kOk) {
+    return status;
+  }
+  CopyRows(frameBytes.data() + top * stride + left * pixelBytes, stride, target, targetStride, width * pixelBytes,
+           height);
   return st::kOk;
 }
 
@@ -362,18 +370,9 @@ Status Session::Grab(void** pixels, std::uint32_t wait, std::uint32_t top, std::
   const std::uint32_t frame = a.frameBase + static_cast<std::uint32_t>(a.Offset(target));
   const std::size_t pixelBytes = geometry.PixelBytes();
   const std::size_t targetStride = std::size_t{rowPixels} * pixelBytes;
-  auto* out = static_cast<std::uint8_t*>(*pixels);
-  if (top == 0 && left == 0 && height == geometry.height && width == geometry.width) {
-    if (const Status status = renderer_.Render(geometry, frame, out, targetStride); status != st::kOk) return status;
-  } else {
-    std::vector<std::uint8_t> frameBytes(std::size_t{geometry.width} * geometry.height * pixelBytes);
-    const std::size_t stride = std::size_t{geometry.width} * pixelBytes;
-    if (const Status status = renderer_.Render(geometry, frame, frameBytes.data(), stride); status != st::kOk) {
-      return status;
-    }
-    CopyRows(frameBytes.data() + top * stride + left * pixelBytes, stride, out, targetStride, width * pixelBytes,
-             height);
-  }
+  const Status status = RenderArea(geometry, frame, top, left, height, width, static_cast<std::uint8_t*>(*pixels),
+                                   targetStride);
+  if (status != st::kOk) return status;
   framesAcquired_ += target + 1 - a.done;
   a.delivered = static_cast<std::int64_t>(target);
   a.done = target + 1;
