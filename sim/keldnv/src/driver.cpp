@@ -22,7 +22,6 @@ using nlohmann::json;
 namespace {
 
 constexpr std::uint32_t kHandleIds = 0x50000000;
-constexpr std::size_t kCallLogLength = 100000;
 constexpr const char* kStateName = ".keldnvsim-state";
 constexpr const char* kCameraLinkFolder = "CameraLink";
 constexpr std::uint32_t kMonitorFlag = 0x1;
@@ -130,23 +129,7 @@ Driver& Driver::Get() {
 // ---- Entering, loading and the controls ----------------------------------------
 
 Status Driver::Enter(const char* function, const std::string& arguments) {
-  std::uint32_t delay = 0;
-  bool injected = false;
-  Status injectedStatus = st::kOk;
-  {
-    std::lock_guard lock(controlMutex_);
-    callLog_.push_back(arguments.empty() ? std::string(function) : std::string(function) + " " + arguments);
-    if (callLog_.size() > kCallLogLength) callLog_.pop_front();
-    ++callCounts_[function];
-    if (const auto found = delays_.find(std::string_view(function)); found != delays_.end()) delay = found->second;
-    if (const auto found = injections_.find(std::string_view(function)); found != injections_.end()) {
-      injected = true;
-      injectedStatus = found->second.status;
-      if (--found->second.calls == 0) injections_.erase(found);
-    }
-  }
-  if (delay != 0) std::this_thread::sleep_for(std::chrono::milliseconds(delay));
-  if (injected) return injectedStatus;
+  if (const auto injected = controls_.Enter(function, arguments)) return *injected;
   std::lock_guard lock(mutex_);
   EnsureLoadedLocked();
   return loadStatus_;
@@ -301,11 +284,7 @@ void Driver::WriteStateLocked() const {
 }
 
 Status Driver::Reset(const char* descriptionJson, const char* dataFolder) {
-  {
-    std::lock_guard lock(controlMutex_);
-    injections_.clear();
-    delays_.clear();
-  }
+  controls_.ClearControls();
   std::lock_guard lock(mutex_);
   return LoadLocked(descriptionJson, dataFolder);
 }
@@ -360,23 +339,13 @@ Status Driver::SetVersion(std::uint32_t version) {
 
 Status Driver::Inject(const char* function, Status status, std::uint32_t calls) {
   if (function == nullptr || !IsEntryPoint(function)) return st::kInvalidArgument;
-  std::lock_guard lock(controlMutex_);
-  if (calls == 0) {
-    injections_.erase(std::string(function));
-  } else {
-    injections_[function] = Injection{status, calls};
-  }
+  controls_.Inject(function, status, calls);
   return st::kOk;
 }
 
 Status Driver::SetDelay(const char* function, std::uint32_t milliseconds) {
   if (function == nullptr || !IsEntryPoint(function)) return st::kInvalidArgument;
-  std::lock_guard lock(controlMutex_);
-  if (milliseconds == 0) {
-    delays_.erase(std::string(function));
-  } else {
-    delays_[function] = milliseconds;
-  }
+  controls_.SetDelay(function, milliseconds);
   return st::kOk;
 }
 
@@ -399,24 +368,11 @@ Status Driver::Stall(const char* camera, bool stalled) {
   return st::kOk;
 }
 
-std::string Driver::CallLog() {
-  std::lock_guard lock(controlMutex_);
-  std::string text;
-  for (const std::string& line : callLog_) text += line + "\n";
-  return text;
-}
+std::string Driver::CallLog() { return controls_.CallLog(); }
 
-std::uint32_t Driver::CallCount(std::string_view function) {
-  std::lock_guard lock(controlMutex_);
-  const auto found = callCounts_.find(function);
-  return found == callCounts_.end() ? 0 : found->second;
-}
+std::uint32_t Driver::CallCount(std::string_view function) { return controls_.CallCount(function); }
 
-void Driver::ClearCallLog() {
-  std::lock_guard lock(controlMutex_);
-  callLog_.clear();
-  callCounts_.clear();
-}
+void Driver::ClearCallLog() { controls_.ClearCallLog(); }
 
 // ---- Cameras and handles -----------------------------------------------------------
 

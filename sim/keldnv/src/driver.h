@@ -20,6 +20,7 @@
 #include <string_view>
 #include <vector>
 
+#include "call_controls.h"
 #include "camera.h"
 #include "description.h"
 #include "local/keldnv/keldnv_driver_api.h"
@@ -122,10 +123,6 @@ class Driver {
     std::shared_ptr<Camera> camera;
     bool monitor = false;
   };
-  struct Injection {
-    Status status = st::kOk;
-    std::uint32_t calls = 0;
-  };
   // A camera-link camera file of the data folder.
   struct CameraLinkFile {
     std::string name, camera, mode, detail;
@@ -153,11 +150,7 @@ class Driver {
   std::set<void*> lent_;
   std::uint32_t nextHandle_ = 0;
 
-  std::mutex controlMutex_;
-  std::map<std::string, Injection, std::less<>> injections_;
-  std::map<std::string, std::uint32_t, std::less<>> delays_;
-  std::deque<std::string> callLog_;
-  std::map<std::string, std::uint32_t, std::less<>> callCounts_;
+  keldsim_support::CallControls controls_;
 };
 
 // Writes a text into a buffer of `size` bytes; a text that does not fit is

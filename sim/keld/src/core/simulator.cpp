@@ -23,7 +23,6 @@ constexpr std::uint32_t kInterfaceIds = 0x10000000;
 constexpr std::uint32_t kSessionIds = 0x20000000;
 constexpr std::uint32_t kListIds = 0x30000000;
 constexpr std::uint32_t kPulseIds = 0x40000000;
-constexpr std::size_t kCallLogLength = 100000;
 constexpr const char* kActiveFilesName = ".keldsim-active";
 constexpr std::uint32_t kUnitNamesFrom = 0x03500000;
 constexpr const char* kDescriptionName = "boards.json";
@@ -63,23 +62,7 @@ Simulator& Simulator::Get() {
 // ---- Loading and the controls
 
 Status Simulator::Enter(const char* function) {
-  std::uint32_t delay = 0;
-  bool injected = false;
-  Status injectedStatus = st::kOk;
-  {
-    std::lock_guard lock(controlMutex_);
-    callLog_.push_back(function);
-    if (callLog_.size() > kCallLogLength) callLog_.pop_front();
-    ++callCounts_[function];
-    if (const auto found = delays_.find(std::string_view(function)); found != delays_.end()) delay = found->second;
-    if (const auto found = injections_.find(std::string_view(function)); found != injections_.end()) {
-      injected = true;
-      injectedStatus = found->second.status;
-      if (--found->second.calls == 0) injections_.erase(found);
-    }
-  }
-  if (delay != 0) std::this_thread::sleep_for(std::chrono::milliseconds(delay));
-  if (injected) return injectedStatus;
+  if (const auto injected = controls_.Enter(function)) return *injected;
   Lock lock(mutex_);
   EnsureLoadedLocked();
   return loadStatus_;
@@ -168,11 +151,7 @@ Status Simulator::LoadLocked(const char* descriptionJson, const char* dataFolder
 }
 
 Status Simulator::Reset(const char* descriptionJson, const char* dataFolder) {
-  {
-    std::lock_guard lock(controlMutex_);
-    injections_.clear();
-    delays_.clear();
-  }
+  controls_.ClearControls();
   Lock lock(mutex_);
   return LoadLocked(descriptionJson, dataFolder);
 }
@@ -242,47 +221,21 @@ Status Simulator::SetVersion(std::uint32_t version) {
 
 Status Simulator::Inject(const char* function, Status status, std::uint32_t calls) {
   if (function == nullptr || !IsEntryPoint(function)) return st::kInvalidArgument;
-  std::lock_guard lock(controlMutex_);
-  if (calls == 0) {
-    injections_.erase(std::string(function));
-  } else {
-    injections_[function] = Injection{status, calls};
-  }
+  controls_.Inject(function, status, calls);
   return st::kOk;
 }
 
 Status Simulator::SetDelay(const char* function, std::uint32_t milliseconds) {
   if (function == nullptr || !IsEntryPoint(function)) return st::kInvalidArgument;
-  std::lock_guard lock(controlMutex_);
-  if (milliseconds == 0) {
-    delays_.erase(std::string(function));
-  } else {
-    delays_[function] = milliseconds;
-  }
+  controls_.SetDelay(function, milliseconds);
   return st::kOk;
 }
 
-std::string Simulator::CallLog() {
-  std::lock_guard lock(controlMutex_);
-  std::string text;
-  for (const char* name : callLog_) {
-    text += name;
-    text += '\n';
-  }
-  return text;
-}
+std::string Simulator::CallLog() { return controls_.CallLog(); }
 
-std::uint32_t Simulator::CallCount(std::string_view function) {
-  std::lock_guard lock(controlMutex_);
-  const auto found = callCounts_.find(function);
-  return found == callCounts_.end() ? 0u : found->second;
-}
+std::uint32_t Simulator::CallCount(std::string_view function) { return controls_.CallCount(function); }
 
-void Simulator::ClearCallLog() {
-  std::lock_guard lock(controlMutex_);
-  callLog_.clear();
-  callCounts_.clear();
-}
+void Simulator::ClearCallLog() { controls_.ClearCallLog(); }
 
 Status Simulator::SetBoardTestResult(std::uint32_t serial, const char* test, std::uint32_t result,
                                      const char* message) {

@@ -19,6 +19,7 @@
 #include <utility>
 #include <vector>
 
+#include "call_controls.h"
 #include "core/board.h"
 #include "core/data_folder.h"
 #include "core/description.h"
@@ -157,11 +158,6 @@ class Simulator {
     bool running = false;
     std::uint32_t session = 0;
   };
-  struct Injection {
-    Status status = 0;
-    std::uint32_t calls = 0;
-  };
-
   void EnsureLoadedLocked();
   Status LoadLocked(const char* descriptionJson, const char* dataFolder);
   std::shared_ptr<Board> FindBoardLocked(std::uint32_t serial) const;
@@ -193,11 +189,7 @@ class Simulator {
   std::map<std::pair<std::uint32_t, std::string>, BoardTestSetting> boardTests_;
   std::uint32_t nextInterface_ = 0, nextSession_ = 0, nextList_ = 0, nextPulse_ = 0;
 
-  std::mutex controlMutex_;
-  std::map<std::string, Injection, std::less<>> injections_;
-  std::map<std::string, std::uint32_t, std::less<>> delays_;
-  std::deque<const char*> callLog_;
-  std::map<std::string, std::uint32_t, std::less<>> callCounts_;
+  keldsim_support::CallControls controls_;
 };
 
 }  // namespace keldsim
