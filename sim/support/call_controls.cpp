@@ -1,5 +1,6 @@
 #include "call_controls.h"
 
+#include <algorithm>
 #include <chrono>
 #include <thread>
 
@@ -10,6 +11,15 @@ namespace {
 constexpr std::size_t kCallLogLength = 100000;
 
 }  // namespace
+
+bool IsOfferedEntryPoint(std::string_view name, std::span<const std::string_view> entryPoints,
+                         const char* const* missing, std::size_t missingCount) {
+  if (std::find(entryPoints.begin(), entryPoints.end(), name) == entryPoints.end()) return false;
+  for (std::size_t i = 0; i < missingCount; ++i) {
+    if (name == missing[i]) return false;
+  }
+  return true;
+}
 
 std::optional<std::uint32_t> CallControls::Enter(const char* function, const std::string& arguments) {
   std::uint32_t delay = 0;

@@ -10,9 +10,15 @@
 #include <mutex>
 #include <optional>
 #include <string>
+#include <span>
 #include <string_view>
 
 namespace keldsim_support {
+
+// Whether `name` is one of a driver's `entryPoints` and not one of the
+// `missingCount` that its variant leaves out.
+bool IsOfferedEntryPoint(std::string_view name, std::span<const std::string_view> entryPoints,
+                         const char* const* missing, std::size_t missingCount);
 
 class CallControls {
  public:

@@ -3,6 +3,7 @@
 #include <cstring>
 #include <string>
 
+#include "contained.h"
 #include "entry.h"
 
 using keldnvsim::Driver;
@@ -13,13 +14,7 @@ namespace {
 
 template <typename Body>
 uint32_t Control(Body&& body) noexcept {
-  try {
-    return body();
-  } catch (const std::bad_alloc&) {
-    return st::kNoMemory;
-  } catch (...) {
-    return st::kInternal;
-  }
+  return keldsim_support::Contained(st::kNoMemory, st::kInternal, static_cast<Body&&>(body));
 }
 
 // Copies a text in the manner of the call log: a null `text` asks for the size.

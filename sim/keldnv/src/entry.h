@@ -11,20 +11,17 @@
 // First: the declarations take the default visibility only where they are
 // first seen under it.
 #include "exports.h"
+#include "contained.h"
 #include "driver.h"
 
 namespace keldnvsim {
 
 template <typename Note, typename Body>
 KeldnvDriverStatus Noted(const char* function, Note&& note, Body&& body) noexcept {
-  try {
+  return keldsim_support::Contained(st::kNoMemory, st::kInternal, [&]() -> Status {
     if (const Status status = Driver::Get().Enter(function, note()); status != st::kOk) return status;
     return body();
-  } catch (const std::bad_alloc&) {
-    return st::kNoMemory;
-  } catch (...) {
-    return st::kInternal;
-  }
+  });
 }
 
 template <typename Body>

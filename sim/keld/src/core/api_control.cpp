@@ -3,6 +3,7 @@
 #include <cstring>
 #include <new>
 
+#include "contained.h"
 #include "core/entry.h"
 
 using keldsim::Simulator;
@@ -13,13 +14,7 @@ namespace {
 
 template <typename Body>
 uint32_t Controlled(Body&& body) noexcept {
-  try {
-    return body();
-  } catch (const std::bad_alloc&) {
-    return st::kNoMemory;
-  } catch (...) {
-    return st::kInternal;
-  }
+  return keldsim_support::Contained(st::kNoMemory, st::kInternal, static_cast<Body&&>(body));
 }
 
 // Copies a text into `size` bytes, cut and terminated.

@@ -7,6 +7,7 @@
 
 #include <new>
 
+#include "contained.h"
 #include "core/simulator.h"
 #include "exports.h"
 
@@ -14,14 +15,10 @@ namespace keldsim {
 
 template <typename Body>
 KeldDriverStatus Guarded(const char* function, Body&& body) noexcept {
-  try {
+  return keldsim_support::Contained(st::kNoMemory, st::kInternal, [&]() -> Status {
     if (const Status status = Simulator::Get().Enter(function); status != st::kOk) return status;
     return body();
-  } catch (const std::bad_alloc&) {
-    return st::kNoMemory;
-  } catch (...) {
-    return st::kInternal;
-  }
+  });
 }
 
 template <typename Body>

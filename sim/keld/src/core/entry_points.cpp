@@ -116,11 +116,7 @@ constexpr std::string_view kEntryPoints[] = {
 }  // namespace
 
 bool IsEntryPoint(std::string_view name) {
-  if (std::find(std::begin(kEntryPoints), std::end(kEntryPoints), name) == std::end(kEntryPoints)) return false;
-  for (std::size_t i = 0; i < kVariant.missingCount; ++i) {
-    if (name == kVariant.missing[i]) return false;
-  }
-  return true;
+  return keldsim_support::IsOfferedEntryPoint(name, kEntryPoints, kVariant.missing, kVariant.missingCount);
 }
 
 }  // namespace keldsim
