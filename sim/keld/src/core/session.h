@@ -290,6 +290,9 @@ class Session {
                  bool imageObject);
   Clock::time_point Deadline() const;
   Status ReadyForImages() const;
+  // A live session of a board with a camera, which is not acquiring and is
+  // in the state for images (the acquisition brought up to now first).
+  Status IdleCameraLocked();
   // A ring's or a sequence's acquisition of `count` buffers in the camera's
   // present geometry: the caller's buffers, or the driver's own where the
   // caller gives none (written back into `buffers` once all are had).

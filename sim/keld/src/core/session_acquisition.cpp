@@ -50,6 +50,14 @@ std::uint64_t Session::Acquisition::CompleteAfter(std::uint64_t frames) const {
 
 Status Session::ReadyForImages() const { return state_ == state::kReady ? st::kOk : st::kNotInThisState; }
 
+Status Session::IdleCameraLocked() {
+  if (const Status status = LiveLocked(); status != st::kOk) return status;
+  if (board->desc.phantom) return st::kNotSupported;  // no camera behind a phantom board
+  CatchUpLocked(Clock::now());
+  if (acquisition_.running) return st::kAcquiring;
+  return ReadyForImages();
+}
+
 Session::Clock::time_point Session::Deadline() const {
   return Clock::now() + std::chrono::milliseconds(U32(key::kTimeout));
 }
@@ -223,11 +231,7 @@ Status Session::WaitForBufferLocked(Lock& lock, std::uint64_t n, Clock::time_poi
 Status Session::Snap(void** pixels, std::uint32_t top, std::uint32_t left, std::uint32_t height, std::uint32_t width,
                      std::uint32_t rowPixels) {
   Lock lock(mutex_);
-  if (const Status status = LiveLocked(); status != st::kOk) return status;
-  if (board->desc.phantom) return st::kNotSupported;  // no camera behind a phantom board
-  CatchUpLocked(Clock::now());
-  if (acquisition_.running) return st::kAcquiring;
-  if (const Status status = ReadyForImages(); status != st::kOk) return status;
+  if (const Status status = IdleCameraLocked(); status != st::kOk) return status;
   if (pixels == nullptr) return st::kInvalidArgument;
   const FrameGeometry geometry = Geometry();
   if (const Status status = CheckArea(top, left, height, width, rowPixels, geometry); status != st::kOk) return status;
@@ -386,11 +390,7 @@ Status Session::Grab(void** pixels, std::uint32_t wait, std::uint32_t top, std::
 
 Status Session::ConfigureList(std::uint32_t list, std::vector<ListedBuffer> listed) {
   Lock lock(mutex_);
-  if (const Status status = LiveLocked(); status != st::kOk) return status;
-  if (board->desc.phantom) return st::kNotSupported;  // no camera behind a phantom board
-  CatchUpLocked(Clock::now());
-  if (acquisition_.running) return st::kAcquiring;
-  if (const Status status = ReadyForImages(); status != st::kOk) return status;
+  if (const Status status = IdleCameraLocked(); status != st::kOk) return status;
   if (listed.empty()) return st::kInvalidBufferList;
   // The order of one round: from the first element on, until an element
   // that loops back or the end of the list.
@@ -464,11 +464,7 @@ Status Session::StopAcquisition() {
 
 Status Session::RingSetup(std::uint32_t count, void** buffers, std::uint32_t startNow, std::uint32_t skip) {
   Lock lock(mutex_);
-  if (const Status status = LiveLocked(); status != st::kOk) return status;
-  if (board->desc.phantom) return st::kNotSupported;  // no camera behind a phantom board
-  CatchUpLocked(Clock::now());
-  if (acquisition_.running) return st::kAcquiring;
-  if (const Status status = ReadyForImages(); status != st::kOk) return status;
+  if (const Status status = IdleCameraLocked(); status != st::kOk) return status;
   if (count == 0 || count > 4096 || buffers == nullptr || skip > 1000) return st::kInvalidArgument;
   Acquisition ring;
   ring.continuous = true;
@@ -484,11 +480,7 @@ Status Session::RingSetup(std::uint32_t count, void** buffers, std::uint32_t sta
 Status Session::SequenceSetup(std::uint32_t count, void** buffers, const std::uint32_t* skips, std::uint32_t startNow,
                               std::uint32_t firstSkip) {
   Lock lock(mutex_);
-  if (const Status status = LiveLocked(); status != st::kOk) return status;
-  if (board->desc.phantom) return st::kNotSupported;  // no camera behind a phantom board
-  CatchUpLocked(Clock::now());
-  if (acquisition_.running) return st::kAcquiring;
-  if (const Status status = ReadyForImages(); status != st::kOk) return status;
+  if (const Status status = IdleCameraLocked(); status != st::kOk) return status;
   if (count == 0 || count > 4096 || buffers == nullptr || firstSkip > 1000) return st::kInvalidArgument;
   Acquisition sequence;
   std::uint64_t offset = firstSkip;
@@ -734,11 +726,7 @@ void Session::ForgetList(std::uint32_t list) {
 
 Status Session::AutoExposure(double& level, double& exposure) {
   Lock lock(mutex_);
-  if (const Status status = LiveLocked(); status != st::kOk) return status;
-  if (board->desc.phantom) return st::kNotSupported;  // no camera behind a phantom board
-  CatchUpLocked(Clock::now());
-  if (acquisition_.running) return st::kAcquiring;
-  if (const Status status = ReadyForImages(); status != st::kOk) return status;
+  if (const Status status = IdleCameraLocked(); status != st::kOk) return status;
   CameraAttributeNode* node = camera_.FindAttribute("Exposure Time");
   if (node == nullptr || node->isString) return st::kNotSupported;
   double mean = 0;
