@@ -1,7 +1,6 @@
 // The server entries of the public header keldcfgc_server.h: thin adapters
 // over the server frames, under the same guard as every export.
 #include <cstdlib>
-#include <utility>
 
 #include "capi/native_call.h"
 #include "capi/server_frames.h"
@@ -30,15 +29,7 @@ KELDCFGC_API int32_t keldsrvExecuteCommand(uint32_t sessionId, uint32_t command,
     arguments.size = inputSize;
     ScopedByteStream results;
     const Status status = frames::ExecuteServerCommand(sessionId, command, &arguments, results.get());
-    // A block the command lent to its reply stays the session's (it may be
-    // the image later grabs answer with): the caller gets a copy of it.
-    if (IsLentOutput(*results)) {
-      ScopedByteStream copy;
-      const Status copied = copy->AppendBytes(results->data, results->size);
-      ReturnLentOutput(results.get());
-      if (copied != kSuccess) return kOutOfMemory;
-      std::swap(*results, *copy);
-    }
+    // A block the command lent to its reply is the caller's now.
     ForgetLentOutput();
     // Handed over: the caller frees it with keldsrvFreeStream.
     *output = results->data;

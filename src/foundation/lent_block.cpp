@@ -31,8 +31,4 @@ void ReturnLentOutput(ByteStream* stream) {
 
 void ForgetLentOutput() { loan = Loan{}; }
 
-bool IsLentOutput(const ByteStream& stream) {
-  return loan.home != nullptr && &stream == loan.stream && stream.data != nullptr && stream.data == loan.block;
-}
-
 }  // namespace keld

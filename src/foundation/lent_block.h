@@ -30,8 +30,5 @@ void LendOutput(const ByteStream& output, std::shared_ptr<BlockHome> home);
 void ReturnLentOutput(ByteStream* stream);
 // Forgets this thread's loan: its block is the stream owner's to free.
 void ForgetLentOutput();
-// Whether `stream` is the stream lent last on this thread, still holding its
-// block.
-bool IsLentOutput(const ByteStream& stream);
 
 }  // namespace keld

@@ -122,19 +122,5 @@ TEST(LentBlock, ALoanKeepsItsHomeUntilTheBlockIsBack) {
   EXPECT_EQ(output.data, nullptr);
 }
 
-TEST(LentBlock, TellsTheLentStreamWhileItHoldsItsBlock) {
-  auto home = std::make_shared<Home>();
-  ScopedByteStream lent;
-  ScopedByteStream other;
-  ASSERT_EQ(lent->AppendU32(1), kSuccess);
-  ASSERT_EQ(other->AppendU32(2), kSuccess);
-  EXPECT_FALSE(IsLentOutput(*lent));
-  LendOutput(*lent, home);
-  EXPECT_TRUE(IsLentOutput(*lent));
-  EXPECT_FALSE(IsLentOutput(*other));
-  ForgetLentOutput();
-  EXPECT_FALSE(IsLentOutput(*lent));
-}
-
 }  // namespace
 }  // namespace keld

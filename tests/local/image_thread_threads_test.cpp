@@ -327,54 +327,29 @@ TEST(ImageThread, AFailureAfterAGrabTookTheLastImageAnswersWithIt) {
   }
 }
 
-// A grab through the target's C entry, as its caller sees it.
-Served GrabThroughTheCEntry(std::uint32_t id) {
-  std::uint8_t* output = nullptr;
-  std::uint32_t size = 0;
-  Served served;
-  served.status = static_cast<Status>(keldsrvExecuteCommand(id, 12, nullptr, 0, &output, &size));
-  if (output != nullptr && size >= 4) {
-    std::memcpy(&served.number, output, 4);
-    served.image.assign(output + 4, output + size);
-  }
-  keldsrvFreeStream(output);  // the caller's to free
-  return served;
-}
-
-// Through the target's C entry the caller gets each reply to keep and free:
-// a copy of the thread's block, which stays the session's, so that a grab
-// after the thread's failure still answers with the last image.
-TEST(ImageThread, TheCEntryGivesTheCallerACopyAndTheSessionKeepsTheLastImage) {
-  static std::atomic<Grabber*> made{nullptr};
+// Through the target's C entry the caller owns each reply and frees it.
+TEST(ImageThread, TheCEntryHandsEachGrabsBlockToTheCaller) {
   testing::SetSessionBuilder([](std::uint32_t, const char*, const char*, Status*) -> DeviceConfigSession* {
     auto* session = new Grabber();
-    session->failFrom = 3;
-    session->holdAt = 3;
-    made = session;
+    session->everyGrabMs = 1;
     return session;
   });
   std::uint32_t id = 0;
   ASSERT_EQ(keldsrvCreateSession(0, "client", "grabber", &id), 0);
-  ASSERT_NE(made.load(), nullptr);
   const std::uint32_t flags = 1;
   std::uint8_t* output = nullptr;
   std::uint32_t size = 0;
   ASSERT_EQ(keldsrvExecuteCommand(id, 11, reinterpret_cast<const std::uint8_t*>(&flags), 4, &output, &size), 0);
   keldsrvFreeStream(output);
-  Served last;
-  for (int i = 0; i < 10 && last.number < 2; ++i) {
-    last = GrabThroughTheCEntry(id);
-    ASSERT_EQ(last.status, kSuccess);
-    ExpectPatternOf(last);
-  }
-  ASSERT_EQ(last.number, 2u);
-  made.load()->release = true;
-  WaitForGrabs(*made.load(), 3);
-  for (int i = 0; i < 2; ++i) {
-    const Served failed = GrabThroughTheCEntry(id);
-    EXPECT_EQ(failed.status, 0xBFF60077u);
-    EXPECT_EQ(failed.number, 2u);
-    EXPECT_EQ(failed.image, last.image) << "grab " << i;
+  std::uint32_t previous = 0;
+  for (int i = 0; i < 6; ++i) {
+    ASSERT_EQ(keldsrvExecuteCommand(id, 12, nullptr, 0, &output, &size), 0);
+    ASSERT_GT(size, 4u);
+    std::uint32_t number = 0;
+    std::memcpy(&number, output, 4);
+    EXPECT_GT(number, previous);
+    previous = number;
+    keldsrvFreeStream(output);
   }
   EXPECT_EQ(keldsrvCloseSession(id), 0);
   testing::SetSessionBuilder(nullptr);
