@@ -13,8 +13,18 @@ struct Loan {
 };
 
 thread_local Loan loan;
+thread_local int loansComeBack = 0;
 
 }  // namespace
+
+LoanReturns::LoanReturns() { ++loansComeBack; }
+
+LoanReturns::~LoanReturns() {
+  --loansComeBack;
+  if (loansComeBack == 0) loan = Loan{};
+}
+
+bool LoansComeBack() { return loansComeBack > 0; }
 
 void LendOutput(const ByteStream& output, std::shared_ptr<BlockHome> home) {
   loan.stream = &output;

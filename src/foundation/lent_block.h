@@ -1,11 +1,11 @@
 // Output blocks lent by their producer. A command may answer with a large
 // block it means to use again (a target's newest flattened image) instead of
 // a copy of it: it lends the block to the reply and names the home the block
-// goes back to once the reply has gone out. The loan is remembered on the
-// thread that ran the command, which is also the thread that sends the
-// reply; the sender gives the block back, or forgets the loan where the
-// block goes elsewhere (to a caller who frees it), and the block is then
-// freed with its stream as any other.
+// goes back to once the reply has gone out. Blocks are lent only on a thread
+// that has promised to give them back (a LoanReturns lives on it: the RPC
+// server's connection threads, which run a command and then send its reply);
+// elsewhere the command copies. The loan is remembered on that thread, and
+// the sender gives the block back when it is done with the reply.
 #pragma once
 
 #include <memory>
@@ -20,6 +20,18 @@ class BlockHome {
   // Takes over the block of `stream`, which is left empty.
   virtual void TakeBack(ByteStream* stream) = 0;
 };
+
+// For its lifetime, the calling thread gives every lent block back with
+// ReturnLentOutput once it has sent the reply that holds it.
+class LoanReturns {
+ public:
+  LoanReturns();
+  LoanReturns(const LoanReturns&) = delete;
+  LoanReturns& operator=(const LoanReturns&) = delete;
+  ~LoanReturns();
+};
+// Whether a LoanReturns lives on the calling thread.
+bool LoansComeBack();
 
 // Remembers `output` and its block as lent on this thread, in place of any
 // loan before it.

@@ -157,11 +157,13 @@ Status LocalDeviceConfigSession::HandleGrabImage(ByteStream* /*input*/, ByteStre
       replyFresh_ = false;
       answerReady_ = replyStatus_ != kSuccess;
       // A fresh image of a thread at work is answered by no other grab: its
-      // block goes out as the reply itself, lent, and comes back once sent.
+      // block goes out as the reply itself, lent, and comes back once sent
+      // (on a thread that gives blocks back; elsewhere the reply is a copy).
       if (fresh && replyStatus_ == kSuccess && threadRunning_ && output->size == 0 &&
-          reply_.size >= sizeof lastBufferNumber) {
+          reply_.size >= sizeof lastBufferNumber && LoansComeBack()) {
         std::memcpy(reply_.data, &lastBufferNumber, sizeof lastBufferNumber);
         std::swap(*output, reply_);
+        imageBlocks_->Lent(output->data);
         LendOutput(*output, imageBlocks_);
         return kSuccess;
       }

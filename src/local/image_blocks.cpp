@@ -20,21 +20,39 @@ ImageBlocks::~ImageBlocks() {
   spare_.Reset();
 }
 
-void ImageBlocks::TakeBack(ByteStream* stream) {
+void ImageBlocks::KeepAsSpareLocked(ByteStream* stream) {
+  if (spare_.data == nullptr) {
+    MoveBlock(stream, &spare_);
+  } else {
+    stream->Reset();
+  }
+}
+
+void ImageBlocks::Lent(const std::uint8_t* block) {
   std::lock_guard<std::mutex> guard(lock_);
-  // An earlier image given is superseded; it is the spare if there is none.
-  if (returned_.data != nullptr && spare_.data == nullptr) std::swap(returned_, spare_);
-  MoveBlock(stream, &returned_);
+  // An earlier image given is superseded.
+  if (returned_.data != nullptr) KeepAsSpareLocked(&returned_);
+  newest_ = block;
+}
+
+void ImageBlocks::TakeBack(ByteStream* stream) {
+  {
+    std::lock_guard<std::mutex> guard(lock_);
+    if (stream->data == nullptr || stream->data != newest_) {
+      KeepAsSpareLocked(stream);  // an older image's block
+      return;
+    }
+    newest_ = nullptr;
+    if (returned_.data != nullptr) KeepAsSpareLocked(&returned_);
+    MoveBlock(stream, &returned_);
+  }
+  back_.notify_all();
 }
 
 void ImageBlocks::Retire() {
   std::lock_guard<std::mutex> guard(lock_);
-  if (returned_.data == nullptr) return;
-  if (spare_.data == nullptr) {
-    std::swap(returned_, spare_);
-  } else {
-    returned_.Reset();
-  }
+  newest_ = nullptr;  // comes back as a spare
+  if (returned_.data != nullptr) KeepAsSpareLocked(&returned_);
 }
 
 void ImageBlocks::TakeSpare(ByteStream* stream) {
@@ -45,7 +63,8 @@ void ImageBlocks::TakeSpare(ByteStream* stream) {
 
 void ImageBlocks::TakeReturned(ByteStream* stream) {
   if (stream->data != nullptr) return;
-  std::lock_guard<std::mutex> guard(lock_);
+  std::unique_lock<std::mutex> guard(lock_);
+  back_.wait(guard, [this] { return newest_ == nullptr; });
   MoveBlock(&returned_, stream);
 }
 

@@ -126,6 +126,8 @@ Status LocalDeviceConfigSession::StartImageThread() {
     return kSuccess;  // nothing the thread would be for
   }
   reply_.Reset();
+  // An image given by an earlier run is no answer of this one.
+  imageBlocks_->Retire();
   replyFresh_ = false;
   replyStatus_ = kSuccess;
   answerReady_ = false;

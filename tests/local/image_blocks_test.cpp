@@ -1,12 +1,16 @@
-// Where the blocks of a target's grab replies come back to: the last image
-// given stays until the thread has a newer one, then becomes the spare the
-// thread flattens into; at most one of each is kept.
+// Where the blocks of a target's grab replies come back to: the newest image
+// given stays until the thread has a newer one or starts anew, then becomes
+// the spare the thread flattens into; a block that comes back late is only a
+// spare; at most one of each is kept.
 #include "local/image_blocks.h"
 
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <cstring>
+#include <thread>
 
 namespace keld {
 namespace {
@@ -23,11 +27,16 @@ std::uint32_t WordOf(const ByteStream& stream) {
   return word;
 }
 
-TEST(ImageBlocks, TheLastImageGivenWaitsForAGrabAfterAFailure) {
+// Lends `block` as the newest image given and gives it back.
+void LendAndReturn(ImageBlocks& blocks, ByteStream block) {
+  blocks.Lent(block.data);
+  blocks.TakeBack(&block);
+  EXPECT_EQ(block.data, nullptr);
+}
+
+TEST(ImageBlocks, TheNewestImageGivenWaitsForAGrabAfterAFailure) {
   ImageBlocks blocks;
-  ByteStream given = Block(3);
-  blocks.TakeBack(&given);
-  EXPECT_EQ(given.data, nullptr);
+  LendAndReturn(blocks, Block(3));
   ScopedByteStream spare;
   blocks.TakeSpare(spare.get());
   EXPECT_EQ(spare->data, nullptr);  // the last image given is no spare yet
@@ -41,8 +50,7 @@ TEST(ImageBlocks, TheLastImageGivenWaitsForAGrabAfterAFailure) {
 
 TEST(ImageBlocks, ANewerImageMakesTheLastGivenTheSpare) {
   ImageBlocks blocks;
-  ByteStream given = Block(3);
-  blocks.TakeBack(&given);
+  LendAndReturn(blocks, Block(3));
   blocks.Retire();
   ScopedByteStream returned;
   blocks.TakeReturned(returned.get());
@@ -52,10 +60,56 @@ TEST(ImageBlocks, ANewerImageMakesTheLastGivenTheSpare) {
   EXPECT_EQ(WordOf(*spare), 3u);
 }
 
+TEST(ImageBlocks, AnOlderImageComingBackLastIsOnlyASpare) {
+  ImageBlocks blocks;
+  ByteStream older = Block(1);
+  ByteStream newer = Block(2);
+  blocks.Lent(older.data);
+  blocks.Lent(newer.data);
+  blocks.TakeBack(&newer);
+  blocks.TakeBack(&older);
+  ScopedByteStream returned;
+  ScopedByteStream spare;
+  blocks.TakeReturned(returned.get());
+  blocks.TakeSpare(spare.get());
+  EXPECT_EQ(WordOf(*returned), 2u);
+  EXPECT_EQ(WordOf(*spare), 1u);
+}
+
+TEST(ImageBlocks, ABlockOfARetiredImageComesBackAsASpare) {
+  ImageBlocks blocks;
+  ByteStream away = Block(5);
+  blocks.Lent(away.data);
+  blocks.Retire();  // the thread starts anew while the block is away
+  blocks.TakeBack(&away);
+  ScopedByteStream returned;
+  ScopedByteStream spare;
+  blocks.TakeReturned(returned.get());  // nothing awaited: no wait
+  blocks.TakeSpare(spare.get());
+  EXPECT_EQ(returned->data, nullptr);
+  EXPECT_EQ(WordOf(*spare), 5u);
+}
+
+TEST(ImageBlocks, AGrabWaitsForTheNewestImageStillAway) {
+  ImageBlocks blocks;
+  ByteStream away = Block(7);
+  blocks.Lent(away.data);
+  std::atomic<bool> back{false};
+  std::thread sender([&] {
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    back = true;
+    blocks.TakeBack(&away);
+  });
+  ScopedByteStream reply;
+  blocks.TakeReturned(reply.get());
+  EXPECT_TRUE(back.load());
+  EXPECT_EQ(WordOf(*reply), 7u);
+  sender.join();
+}
+
 TEST(ImageBlocks, AStreamThatHoldsABlockTakesNone) {
   ImageBlocks blocks;
-  ByteStream given = Block(3);
-  blocks.TakeBack(&given);
+  LendAndReturn(blocks, Block(3));
   ScopedByteStream holding;
   ASSERT_EQ(holding->AppendU32(9), kSuccess);
   blocks.TakeReturned(holding.get());
@@ -68,8 +122,7 @@ TEST(ImageBlocks, AStreamThatHoldsABlockTakesNone) {
 TEST(ImageBlocks, KeepsOneSpareAndOneReturnedBlock) {
   ImageBlocks blocks;
   for (std::uint32_t word = 1; word <= 4; ++word) {
-    ByteStream given = Block(word);
-    blocks.TakeBack(&given);  // blocks beyond the two kept are freed (the leak check sees it)
+    LendAndReturn(blocks, Block(word));  // blocks beyond the two kept are freed (the leak check sees it)
   }
   ScopedByteStream returned;
   ScopedByteStream spare;
@@ -80,21 +133,6 @@ TEST(ImageBlocks, KeepsOneSpareAndOneReturnedBlock) {
   EXPECT_EQ(WordOf(*returned), 4u);
   EXPECT_EQ(WordOf(*spare), 1u);  // the first spare stays; later ones are freed
   EXPECT_EQ(more->data, nullptr);
-}
-
-TEST(ImageBlocks, RetireWithASpareFreesTheLastGiven) {
-  ImageBlocks blocks;
-  ByteStream first = Block(1);
-  ByteStream second = Block(2);
-  blocks.TakeBack(&first);
-  blocks.TakeBack(&second);  // 1 becomes the spare
-  blocks.Retire();           // 2 is freed: there is a spare already
-  ScopedByteStream returned;
-  ScopedByteStream spare;
-  blocks.TakeReturned(returned.get());
-  blocks.TakeSpare(spare.get());
-  EXPECT_EQ(returned->data, nullptr);
-  EXPECT_EQ(WordOf(*spare), 1u);
 }
 
 }  // namespace

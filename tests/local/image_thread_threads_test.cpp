@@ -246,6 +246,7 @@ struct Served {
 };
 
 Served GrabAsServed(Grabber& session) {
+  const LoanReturns returns;  // as the RPC server's threads do
   ByteStream input;
   ByteStream output;
   Served served;
@@ -327,32 +328,152 @@ TEST(ImageThread, AFailureAfterAGrabTookTheLastImageAnswersWithIt) {
   }
 }
 
-// Through the target's C entry the caller owns each reply and frees it.
-TEST(ImageThread, TheCEntryHandsEachGrabsBlockToTheCaller) {
+// A grab through the target's C entry, as its caller sees it.
+Served GrabThroughTheCEntry(std::uint32_t id) {
+  std::uint8_t* output = nullptr;
+  std::uint32_t size = 0;
+  Served served;
+  served.status = static_cast<Status>(keldsrvExecuteCommand(id, 12, nullptr, 0, &output, &size));
+  if (output != nullptr && size >= 4) {
+    std::memcpy(&served.number, output, 4);
+    served.image.assign(output + 4, output + size);
+  }
+  keldsrvFreeStream(output);  // the caller's to free
+  return served;
+}
+
+// Through the target's C entry nothing is lent: the caller gets each reply
+// to keep and free, and a grab after the thread's failure still answers
+// with the last image.
+TEST(ImageThread, TheCEntryGivesTheCallerACopyAndTheSessionKeepsTheLastImage) {
+  static std::atomic<Grabber*> made{nullptr};
   testing::SetSessionBuilder([](std::uint32_t, const char*, const char*, Status*) -> DeviceConfigSession* {
     auto* session = new Grabber();
-    session->everyGrabMs = 1;
+    session->failFrom = 3;
+    session->holdAt = 3;
+    made = session;
     return session;
   });
   std::uint32_t id = 0;
   ASSERT_EQ(keldsrvCreateSession(0, "client", "grabber", &id), 0);
+  ASSERT_NE(made.load(), nullptr);
   const std::uint32_t flags = 1;
   std::uint8_t* output = nullptr;
   std::uint32_t size = 0;
   ASSERT_EQ(keldsrvExecuteCommand(id, 11, reinterpret_cast<const std::uint8_t*>(&flags), 4, &output, &size), 0);
   keldsrvFreeStream(output);
-  std::uint32_t previous = 0;
-  for (int i = 0; i < 6; ++i) {
-    ASSERT_EQ(keldsrvExecuteCommand(id, 12, nullptr, 0, &output, &size), 0);
-    ASSERT_GT(size, 4u);
-    std::uint32_t number = 0;
-    std::memcpy(&number, output, 4);
-    EXPECT_GT(number, previous);
-    previous = number;
-    keldsrvFreeStream(output);
+  Served last;
+  for (int i = 0; i < 10 && last.number < 2; ++i) {
+    last = GrabThroughTheCEntry(id);
+    ASSERT_EQ(last.status, kSuccess);
+    ExpectPatternOf(last);
+  }
+  ASSERT_EQ(last.number, 2u);
+  made.load()->release = true;
+  WaitForGrabs(*made.load(), 3);
+  for (int i = 0; i < 2; ++i) {
+    const Served failed = GrabThroughTheCEntry(id);
+    EXPECT_EQ(failed.status, 0xBFF60077u);
+    EXPECT_EQ(failed.number, 2u);
+    EXPECT_EQ(failed.image, last.image) << "grab " << i;
   }
   EXPECT_EQ(keldsrvCloseSession(id), 0);
   testing::SetSessionBuilder(nullptr);
+}
+
+// Images of different widths, so that each image's bytes are its own.
+class WideningGrabber : public Grabber {
+ public:
+  Status GrabImage(std::uint32_t* number, Image* image) override {
+    const Status status = Grabber::GrabImage(number, image);
+    if (status != kSuccess) return status;
+    if (ResizeAndCastImage(image, 4 + *number, 2, 0) != 0) return kInternalError;
+    return FillTestPattern(image, *number, 0, 0) == 0 ? kSuccess : kInternalError;
+  }
+};
+
+// Two connections: the older image's reply is sent last; a grab after the
+// thread's failure answers with the newest image given all the same.
+TEST(ImageThread, AFailureAnswersWithTheNewestImageGivenWhateverComesBackLast) {
+  WideningGrabber session;
+  session.failFrom = 3;
+  session.holdAt = 3;
+  ASSERT_EQ(Command(session, 11, Wire().U32(1)).status, kSuccess);
+  const LoanReturns returns;
+  ByteStream input;
+  ByteStream older;
+  ASSERT_EQ(session.ExecuteCommand(12, &input, &older), kSuccess);  // image 1, lent
+  Served newer;
+  std::thread other([&] { newer = GrabAsServed(session); });  // image 2: lent, sent, given back
+  other.join();
+  ASSERT_TRUE(newer.lent);
+  ASSERT_EQ(newer.number, 2u);
+  ReturnLentOutput(&older);  // the older reply comes back last
+  older.Reset();
+  session.release = true;
+  WaitForGrabs(session, 3);
+  const Served failed = GrabAsServed(session);
+  EXPECT_EQ(failed.status, 0xBFF60077u);
+  EXPECT_EQ(failed.number, 2u);
+  EXPECT_EQ(failed.image, newer.image);
+}
+
+// The newest image given is still being sent when the thread fails: a grab
+// from another connection waits for it and answers with it.
+TEST(ImageThread, AFailureWhileTheLastImageIsStillBeingSentWaitsForIt) {
+  Grabber session;
+  session.failFrom = 3;
+  session.holdAt = 3;
+  ASSERT_EQ(Command(session, 11, Wire().U32(1)).status, kSuccess);
+  Served last;
+  for (int i = 0; i < 10 && last.number < 1; ++i) last = GrabAsServed(session);
+  ASSERT_EQ(last.number, 1u);
+  std::vector<std::uint8_t> sending;
+  std::atomic<bool> taken{false};
+  std::atomic<bool> sent{false};
+  std::thread sender([&] {
+    const LoanReturns returns;
+    ByteStream input;
+    ByteStream output;
+    EXPECT_EQ(session.ExecuteCommand(12, &input, &output), kSuccess);  // image 2, lent
+    sending.assign(output.data + 4, output.data + output.size);
+    taken = true;
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));  // still sending
+    sent = true;
+    ReturnLentOutput(&output);
+    output.Reset();
+  });
+  while (!taken) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  session.release = true;
+  WaitForGrabs(session, 3);
+  const Served failed = GrabAsServed(session);
+  EXPECT_TRUE(sent.load());  // it waited for the block
+  sender.join();
+  EXPECT_EQ(failed.status, 0xBFF60077u);
+  EXPECT_EQ(failed.number, 2u);
+  EXPECT_EQ(failed.image, sending);
+}
+
+// A new start of the thread whose first round fails answers with no image
+// of the run before, even one whose block comes back during the new run.
+TEST(ImageThread, ANewRunAnswersWithNoImageOfTheRunBefore) {
+  Grabber session;
+  session.holdAt = 2;
+  ASSERT_EQ(Command(session, 11, Wire().U32(1)).status, kSuccess);
+  const LoanReturns returns;
+  ByteStream input;
+  ByteStream late;
+  ASSERT_EQ(session.ExecuteCommand(12, &input, &late), kSuccess);  // image 1, lent, not back yet
+  session.failFrom = 2;
+  session.release = true;
+  WaitForGrabs(session, 2);
+  ASSERT_EQ(Command(session, 11, Wire().U32(1 | 8)).status, kSuccess);  // a new run, in the stream form
+  ReturnLentOutput(&late);  // the old run's block comes back now
+  late.Reset();
+  WaitForGrabs(session, 3);
+  const Served failed = GrabAsServed(session);
+  EXPECT_EQ(failed.status, 0xBFF60077u);
+  EXPECT_TRUE(failed.image.empty());
 }
 
 }  // namespace

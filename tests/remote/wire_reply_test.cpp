@@ -23,6 +23,7 @@
 #include "remote/rpc/cfg_remote.h"
 #include "remote/rpc/ndr.h"
 #include "remote/rpc/pdu.h"
+#include "remote/rpc/response_reader.h"
 #include "remote/rpc/rpc_binding.h"
 #include "remote/rpc/rpc_error.h"
 #include "remote/rpc/rpc_socket.h"
@@ -459,6 +460,57 @@ TEST(CommandReply, AStreamLongerThanItsFullFragmentsIsBadStubData) {
   });
   ScopedByteStream output;
   EXPECT_EQ(FailedCommand(&peer, output.get()), kRpcBadStubData);
+}
+
+// The fragments of a `stubSize`-byte stub of `maxFrag` bytes each, the
+// second flagged last although more follow, read as the client reads a
+// reply from a socket that holds all of it: `want` bytes in one stretch, or
+// 8 bytes at a time. Answers the RPC error's code, 0 where the read passed.
+std::uint32_t ReadWithTheSecondFlaggedLast(std::size_t maxFrag, bool flagged, std::size_t want, bool inSteps) {
+  int fds[2];
+  EXPECT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, fds), 0);
+  const Bytes stub = Pattern(20000);
+  Bytes out;
+  AppendResponseFragments(&out, 7, 0, stub.data(), stub.size(), maxFrag);
+  int fragments = 0;
+  if (flagged) {
+    ForEachFragment(out, [&](std::size_t at, std::size_t) {
+      if (++fragments == 2) out[at + 3] |= kLastFrag;
+    });
+  }
+  EXPECT_EQ(write(fds[1], out.data(), out.size()), static_cast<ssize_t>(out.size()));
+  RpcSocket socket(fds[0]);
+  const Deadline deadline = Deadline::InMs(5000);
+  std::uint32_t code = 0;
+  try {
+    ResponseReader reader(&socket, 7, maxFrag, deadline);
+    Bytes target(want);
+    const std::size_t step = inSteps ? 8 : want;
+    for (std::size_t at = 0; at < want; at += step) reader.Read(target.data() + at, std::min(step, want - at));
+    EXPECT_EQ(Bytes(stub.begin(), stub.begin() + static_cast<std::ptrdiff_t>(want)), target);
+  } catch (const RpcError& error) {
+    code = error.code();
+  }
+  close(fds[1]);
+  return code;
+}
+
+// No fragment may follow the last, whether the stretch is read across the
+// fragments or in small steps.
+TEST(CommandReply, AFragmentAfterTheLastIsBadStubData) {
+  EXPECT_EQ(ReadWithTheSecondFlaggedLast(4096, false, 16000, false), 0u);
+  EXPECT_EQ(ReadWithTheSecondFlaggedLast(4096, true, 16000, false), kRpcBadStubData);
+  EXPECT_EQ(ReadWithTheSecondFlaggedLast(4096, true, 16000, true), kRpcBadStubData);
+}
+
+// A peer that cuts its fragments shorter than negotiated, all alike: read
+// ahead at the peer's length.
+TEST(CommandReply, FragmentsAllShorterThanNegotiatedAreReadWhole) {
+  const Bytes payload = Pattern(900001);
+  ScriptedPeer peer([&](std::uint32_t callId) {
+    return Fragments(callId, CommandReplyStub(900001, payload, 0x1234), 0, kDefaultMaxFrag - 8);
+  });
+  ExpectAnswered(&peer, payload);
 }
 
 }  // namespace

@@ -47,6 +47,9 @@ void ResponseReader::NextFragment() {
   first_ = false;
   last_ = (header.flags & kLastFrag) != 0;
   left_ = header.fragLength - kResponseHeaderSize;
+  // The length of the fragments to come, as far as one can tell: the peer's
+  // own length for all but the last.
+  if (!last_ && header.authLength == 0) fullLength_ = header.fragLength;
   buffered_.clear();
   bufferedAt_ = 0;
   if (header.authLength != 0) BufferFragment(header);
@@ -70,7 +73,7 @@ void ResponseReader::Read(std::uint8_t* target, std::size_t size) {
       NextFragment();
       continue;
     }
-    if (buffered_.empty() && !last_ && size > left_) {
+    if (readAhead_ && buffered_.empty() && !last_ && size > left_) {
       ReadAcross(target, size);
       continue;
     }
@@ -92,7 +95,11 @@ void ResponseReader::ReadAcross(std::uint8_t*& target, std::size_t& size) {
   constexpr std::size_t kAhead = 32;  // fragments received ahead at most
   std::array<std::uint8_t, kAhead * kResponseHeaderSize> headers;
   std::array<iovec, 1 + 2 * kAhead> parts;
-  const std::size_t fullBody = maxFrag_ - kResponseHeaderSize;
+  if (fullLength_ <= kResponseHeaderSize) {
+    readAhead_ = false;
+    return;
+  }
+  const std::size_t fullBody = fullLength_ - kResponseHeaderSize;
   parts[0] = {target, left_};
   std::size_t count = 1;
   std::size_t planned = left_;
@@ -116,9 +123,10 @@ void ResponseReader::ReadAcross(std::uint8_t*& target, std::size_t& size) {
     const auto* bytes = static_cast<const std::uint8_t*>(parts[part].iov_base);
     const std::size_t slot = parts[part + 1].iov_len;
     // The header must be whole and be what was assumed: a response fragment
-    // of this call's kind without a trailer, of the negotiated length, or
-    // the last one, long enough for the stretch asked for.
-    bool fits = got - at >= kResponseHeaderSize;
+    // of this call's kind without a trailer, of the length of those before
+    // it, or the last one, long enough for the stretch asked for; and no
+    // fragment may follow the last.
+    bool fits = !last_ && got - at >= kResponseHeaderSize;
     PduHeader header;
     if (fits) {
       try {
@@ -129,11 +137,13 @@ void ResponseReader::ReadAcross(std::uint8_t*& target, std::size_t& size) {
     }
     const bool last = fits && (header.flags & kLastFrag) != 0;
     fits = fits && header.type == kPduResponse && header.authLength == 0 && (header.flags & kFirstFrag) == 0 &&
-           (header.fragLength == maxFrag_ || (last && header.fragLength >= kResponseHeaderSize + slot &&
-                                              header.fragLength <= maxFrag_));
+           (header.fragLength == fullLength_ || (last && header.fragLength >= kResponseHeaderSize + slot &&
+                                                 header.fragLength <= maxFrag_));
     if (!fits) {
       // Back on the socket, in the order they came: this header and all
-      // that was received after it.
+      // that was received after it. The rest of the reply is read the
+      // ordinary way.
+      readAhead_ = false;
       std::vector<std::uint8_t> back;
       back.reserve(got - at);
       for (std::size_t p = part; p < count && at < got; ++p) {

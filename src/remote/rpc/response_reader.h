@@ -52,11 +52,12 @@ class ResponseReader {
   void BufferFragment(const PduHeader& header);
   // Reads a stretch of stub that runs past the current fragment with as few
   // receives as the data's arrival allows: on the assumption that the
-  // fragments that follow have the negotiated length, as a peer sending a
-  // large stub cuts them, their headers are received into a side buffer and
-  // their bodies straight into the target, all in one gathering receive. A
-  // header that belies the assumption is put back on the socket with all
-  // that came after it, and is read the ordinary way.
+  // fragments that follow are as long as the current one, as a peer sending
+  // a large stub cuts them, their headers are received into a side buffer
+  // and their bodies straight into the target, all in one gathering
+  // receive. A header that belies the assumption is put back on the socket
+  // with all that came after it, and the rest of the reply is read the
+  // ordinary way.
   void ReadAcross(std::uint8_t*& target, std::size_t& size);
 
   RpcSocket* socket_;
@@ -70,6 +71,8 @@ class ResponseReader {
   std::size_t left_ = 0;  // stub bytes still to read in the current fragment
   std::size_t position_ = 0;
   bool noted_ = false;  // the other call id was noted once
+  std::size_t fullLength_ = 0;  // of the fragments before the last, as the peer cuts them
+  bool readAhead_ = true;       // until an assumption failed
   // Stub bytes of a fragment read whole; `buffered_` is empty otherwise.
   std::vector<std::uint8_t> buffered_;
   std::size_t bufferedAt_ = 0;

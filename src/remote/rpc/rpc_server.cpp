@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "foundation/cfg_string.h"
+#include "foundation/lent_block.h"
 #include "remote/rpc/ndr.h"
 #include "remote/rpc/rpc_error.h"
 #include "remote/rpc/rpc_socket.h"
@@ -288,6 +289,8 @@ void RpcServer::ServeRefusals(const std::vector<pollfd>& ready) {
 }
 
 void RpcServer::Serve(int fd, PeerInfo peer, Worker* worker) {
+  // Replies are sent on this thread, which gives lent blocks back (ReplyStub).
+  const LoanReturns loanReturns;
   const std::string who = FormatPeer(peer.address, peer.port);
   const std::uint32_t ioMs = options_.ioTimeoutMs;
   SetKeepAlive(fd, options_);

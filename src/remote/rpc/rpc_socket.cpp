@@ -165,11 +165,11 @@ void RpcSocket::ReadExact(std::uint8_t* data, std::size_t size, const Deadline& 
   begin_ += buffered;
   data += buffered;
   size -= buffered;
-  if (begin_ == end_) begin_ = end_ = 0;
+  if (begin_ == end_) Drained();
   // The buffer is empty now: what is still wanted is received in place, and
   // whatever else has arrived, up to the buffer's size, behind it.
   while (size > 0) {
-    iovec parts[2] = {{data, size}, {buffer_.data(), buffer_.size()}};
+    iovec parts[2] = {{data, size}, {buffer_.data(), kBufferSize}};
     msghdr message{};
     message.msg_iov = parts;
     message.msg_iovlen = 2;
@@ -200,7 +200,7 @@ std::size_t RpcSocket::ReadSome(iovec* parts, std::size_t count, const Deadline&
       begin_ += take;
       placed += take;
     }
-    if (begin_ == end_) begin_ = end_ = 0;
+    if (begin_ == end_) Drained();
     return placed;
   }
   for (;;) {
@@ -214,6 +214,13 @@ std::size_t RpcSocket::ReadSome(iovec* parts, std::size_t count, const Deadline&
     if (errno != EAGAIN && errno != EWOULDBLOCK) Fail(kRpcCallFailed, "receive failed");
     Wait(POLLIN, deadline);
   }
+}
+
+void RpcSocket::Drained() {
+  begin_ = end_ = 0;
+  // Grown by bytes put back: back to its size, so that bulk data is never
+  // read ahead through it.
+  if (buffer_.size() > kBufferSize) std::vector<std::uint8_t>(kBufferSize).swap(buffer_);
 }
 
 void RpcSocket::Unread(const std::uint8_t* data, std::size_t size) {

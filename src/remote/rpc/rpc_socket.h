@@ -86,6 +86,8 @@ class RpcSocket {
 
  private:
   void Wait(short events, const Deadline& deadline);
+  // The buffer holds nothing more.
+  void Drained();
 
   int fd_;
   const std::atomic<bool>* stop_ = nullptr;
