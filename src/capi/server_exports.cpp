@@ -4,7 +4,6 @@
 
 #include "capi/native_call.h"
 #include "capi/server_frames.h"
-#include "foundation/lent_block.h"
 #include "keldcfgc/keldcfgc_server.h"
 
 using namespace keld;
@@ -29,8 +28,6 @@ KELDCFGC_API int32_t keldsrvExecuteCommand(uint32_t sessionId, uint32_t command,
     arguments.size = inputSize;
     ScopedByteStream results;
     const Status status = frames::ExecuteServerCommand(sessionId, command, &arguments, results.get());
-    // A block the command lent to its reply is the caller's now.
-    ForgetLentOutput();
     // Handed over: the caller frees it with keldsrvFreeStream.
     *output = results->data;
     *outputSize = results->data != nullptr ? results->size : 0;

@@ -21,7 +21,7 @@ LoanReturns::LoanReturns() { ++loansComeBack; }
 
 LoanReturns::~LoanReturns() {
   --loansComeBack;
-  if (loansComeBack == 0) loan = Loan{};
+  if (loansComeBack == 0) ForgetLentOutput();
 }
 
 bool LoansComeBack() { return loansComeBack > 0; }
